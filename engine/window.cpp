@@ -1,0 +1,14 @@
+#include "engine/window.h"
+
+#include <cmath>
+
+void createHanningWindow(double* w, int n) {
+    for (int i = 0; i < n; i++) w[i] = 0.5 * (1.0 - cos(2.0 * M_PI * i / (n - 1)));
+}
+
+void applyHanningWindow(double* w, kiss_fft_cpx* x, int n) {
+    for (int i = 0; i < n; i++) {
+        x[i].r *= w[i];
+        x[i].i *= w[i];
+    }
+}

@@ -1,0 +1,18 @@
+// The system-property seam: libcutils' property_get on a handset; on the host a
+// shim with the same signature over android-base's in-process property store,
+// so tests and tools can set a property with android::base::SetProperty.
+#pragma once
+
+#if defined(VANDRO_USE_LIBCUTILS)
+#include <cutils/properties.h>
+#else
+#ifndef PROPERTY_VALUE_MAX
+#define PROPERTY_VALUE_MAX 92
+#endif
+extern "C" {
+// Copies the value of key (at most PROPERTY_VALUE_MAX - 1 chars, NUL-terminated)
+// into value, or default_value when the property is unset or empty; returns the
+// length written.
+int property_get(const char* key, char* value, const char* default_value);
+}
+#endif

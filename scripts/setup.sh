@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs what building and testing libvandro needs on Debian 12. Run as root.
+# Quick when everything is already there: apt is only asked for what is missing.
+set -euo pipefail
+
+packages=(
+  cmake make g++ binutils pkg-config
+  dpkg-dev                      # dpkg-source unpacks Debian's kissfft source package
+  libeigen3-dev
+  android-liblog-dev android-libbase-dev
+  googletest libgtest-dev libbenchmark-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}\n' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+if [ "$(id -u)" -ne 0 ]; then
+  echo "setup: missing packages: ${missing[*]}; run this script as root (sudo $0)" >&2
+  exit 1
+fi
+echo "setup: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,74 @@
+#include "support/test_env.h"
+
+#include <android-base/properties.h>
+#include <sys/stat.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "engine/state.h"
+#include "engine/vandro.h"
+#include "support/log_capture.h"
+
+void resetEngine() {
+    VandroClose();
+    gCollectRaw = false;
+    gRawCount = 0;
+    gBufferCount = 0;
+    gBlockCount = 0;
+    android::base::SetProperty("nelvo.zek.collect.rawdata", "");
+    removeTree(storageRoot());
+    clearLog();
+}
+
+std::string storageRoot() { return gRootPath; }
+
+void removeTree(const std::string& path) {
+    std::string cmd = "rm -rf '" + path + "'";
+    if (system(cmd.c_str()) != 0) abort();
+}
+
+bool fileExists(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> readLines(const std::string& path) {
+    std::ifstream in(path);
+    std::vector<std::string> lines;
+    for (std::string l; std::getline(in, l);) lines.push_back(l);
+    return lines;
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    std::ofstream out(path, std::ios::binary);
+    out << text;
+}
+
+std::vector<int16_t> silenceBuffer() { return std::vector<int16_t>(kBufferValues, 0); }
+
+// Two periodic combs with alternating signs, so that the Hann-windowed bin of a
+// full comb reads the component's full amplitude: one comb on every full-rate
+// bin 5..161 (period 512, identical in every block), one on the decimated bins
+// 6..158 that the first comb does not cover (period 8192).
+std::vector<int16_t> strongBuffer() {
+    std::vector<double> x(8192, 0.0);
+    const double fullAmp = 90.0, decAmp = 8.0;  // in LSB
+    for (int t = 0; t < 8192; t++) {
+        for (int k = 5; k <= 161; k++)
+            x[t] += fullAmp * ((k & 1) ? -1 : 1) * cos(2 * M_PI * k * (t % 512) / 512.0);
+        for (int m = 6; m <= 158; m++) {
+            if (m >= 80 && m % 16 == 0) continue;
+            x[t] += decAmp * ((m & 1) ? -1 : 1) * cos(2 * M_PI * m * t / 8192.0);
+        }
+    }
+    std::vector<int16_t> buf(kBufferValues);
+    for (int t = 0; t < 8192; t++) {
+        int16_t s = static_cast<int16_t>(lround(x[t]));
+        buf[2 * t] = s;
+        buf[2 * t + 1] = s;
+    }
+    return buf;
+}

@@ -1,0 +1,26 @@
+// Shared helpers for the engine tests: a clean engine and storage per test, and
+// the buffers the tests feed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+constexpr int kBufferValues = 16384;  // one full buffer: 8192 interleaved frames
+
+// Closes the engine, zeroes the counters and the capture state, unsets the
+// raw-capture property, empties the storage root and the log.
+void resetEngine();
+// The storage root the test build was configured with.
+std::string storageRoot();
+// Removes a file or directory tree; missing is fine.
+void removeTree(const std::string& path);
+bool fileExists(const std::string& path);
+std::vector<std::string> readLines(const std::string& path);
+void writeText(const std::string& path, const std::string& text);
+
+// A buffer of silence.
+std::vector<int16_t> silenceBuffer();
+// A strong, clean periodic buffer: every analysed bin of both grids clears its
+// threshold by a wide margin in every block. Both channels carry the signal.
+std::vector<int16_t> strongBuffer();
