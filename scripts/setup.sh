@@ -9,6 +9,7 @@ packages=(
   libeigen3-dev
   android-liblog-dev android-libbase-dev
   googletest libgtest-dev libbenchmark-dev
+  libsndfile1-dev               # the simulator's WAV files
 )
 
 missing=()

@@ -1,0 +1,96 @@
+#include "sim/audio_io.h"
+
+#include <sndfile.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "sim/capture.h"
+
+namespace vsim {
+
+static bool fail(std::string* error, const std::string& what) {
+    if (error != nullptr) *error = what;
+    return false;
+}
+
+bool writeWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error) {
+    if (samples.size() % 2 != 0) return fail(error, path + ": odd number of samples for two channels");
+    SF_INFO info = {};
+    info.samplerate = static_cast<int>(kSampleRate);
+    info.channels = 2;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (f == nullptr) return fail(error, path + ": cannot write: " + sf_strerror(nullptr));
+    sf_count_t frames = static_cast<sf_count_t>(samples.size() / 2);
+    sf_count_t written = sf_writef_short(f, samples.data(), frames);
+    sf_close(f);
+    if (written != frames) return fail(error, path + ": short write");
+    return true;
+}
+
+bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string* error) {
+    SF_INFO info = {};
+    SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
+    if (f == nullptr) return fail(error, path + ": cannot read: " + sf_strerror(nullptr));
+    std::string problem;
+    if (info.samplerate != static_cast<int>(kSampleRate))
+        problem = "sample rate is " + std::to_string(info.samplerate) + " Hz, not 44100 Hz";
+    else if (info.channels != 2)
+        problem = std::to_string(info.channels) + " channels, not 2 (I and V)";
+    else if ((info.format & SF_FORMAT_SUBMASK) != SF_FORMAT_PCM_16)
+        problem = "samples are not 16-bit PCM";
+    else if (info.frames < kFramesPerBuffer)
+        problem = "shorter than one buffer (8192 frames)";
+    if (!problem.empty()) {
+        sf_close(f);
+        return fail(error, path + ": " + problem);
+    }
+    samples->assign(static_cast<size_t>(info.frames) * 2, 0);
+    sf_count_t got = sf_readf_short(f, samples->data(), info.frames);
+    sf_close(f);
+    if (got != info.frames) return fail(error, path + ": truncated audio data");
+    return true;
+}
+
+// One value per line, as the library writes them.
+static bool readValues(const std::string& path, std::vector<double>* values, std::string* error) {
+    std::ifstream in(path);
+    if (!in.is_open()) return fail(error, path + ": cannot read: " + strerror(errno));
+    values->clear();
+    std::string line;
+    for (long n = 1; std::getline(in, line); n++) {
+        char* end = nullptr;
+        double v = strtod(line.c_str(), &end);
+        if (end == line.c_str() || !std::isfinite(v))
+            return fail(error, path + ": line " + std::to_string(n) + " is not a number");
+        values->push_back(v);
+    }
+    return true;
+}
+
+bool readRawCapture(const std::string& pathI, const std::string& pathV,
+                    std::vector<int16_t>* samples, std::string* error) {
+    std::vector<double> i, v;
+    if (!readValues(pathI, &i, error) || !readValues(pathV, &v, error)) return false;
+    if (i.size() != v.size())
+        return fail(error, "raw capture: " + std::to_string(i.size()) + " I values but " +
+                               std::to_string(v.size()) + " V values");
+    if (i.size() < static_cast<size_t>(kFramesPerBuffer))
+        return fail(error, "raw capture: shorter than one buffer (8192 values per channel)");
+    auto toInt16 = [](double x) {
+        double s = std::round(x * 32768.0);
+        return static_cast<int16_t>(s > 32767 ? 32767 : (s < -32768 ? -32768 : s));
+    };
+    samples->resize(2 * i.size());
+    for (size_t f = 0; f < i.size(); f++) {
+        (*samples)[2 * f] = toInt16(i[f]);
+        (*samples)[2 * f + 1] = toInt16(v[f]);
+    }
+    return true;
+}
+
+}  // namespace vsim
