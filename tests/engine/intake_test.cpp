@@ -55,10 +55,11 @@ TEST_F(Intake, StrongSignalFirstAnswersOnCall38AndTheFailureClears) {
     // Accumulated value = sum of accepted magnitudes / divisor.
     EXPECT_GT(gSpecV[50], 0.0);
 
-    // Until the device-curve stage exists, sufficiency ends in the failure path.
-    EXPECT_EQ(feed(buf), 3);
-    EXPECT_EQ(countLog(6, "VandroCalc", std::string(kSig) + ": calcDeviceCurve failed (-1)"), 1)
+    // Equal channels make a flat 27-ohm load: a resistor, rejected on call 38.
+    EXPECT_EQ(feed(buf), 4);
+    EXPECT_EQ(countLog(6, "VandroCalc", "Imp variation range = 0.00 -> classified as resistor."), 1)
         << dumpLog();
+    EXPECT_EQ(countLog(6, "VandroCalc", std::string(kSig) + ": calcDeviceCurve failed (4)"), 1);
     EXPECT_EQ(*std::max_element(gBinCount, gBinCount + kFullBins), 0);
     EXPECT_EQ(*std::max_element(gSpecVDec, gSpecVDec + kDecBins), 0.0);
 }

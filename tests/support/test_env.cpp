@@ -8,7 +8,11 @@
 #include <fstream>
 #include <sstream>
 
+#include <gtest/gtest.h>
+
 #include "engine/state.h"
+#include "sim/capture.h"
+#include "sim/presets.h"
 #include "engine/vandro.h"
 #include "support/log_capture.h"
 
@@ -72,3 +76,33 @@ std::vector<int16_t> strongBuffer() {
     }
     return buf;
 }
+
+Measurement measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode) {
+    Measurement m;
+    vsim::CaptureStream stream;
+    std::string err;
+    if (!vsim::openCapture(load, options, &stream, &err)) {
+        ADD_FAILURE() << err;
+        return m;
+    }
+    VandroReset();
+    std::vector<int16_t> buf(kBufferValues);
+    while (m.result == 0 && m.buffers < 130) {
+        vsim::nextBuffer(&stream, buf.data());
+        m.buffers++;
+        m.result = VandroHandleBuffer(buf.data(), kBufferValues, m.coefficients, mode);
+    }
+    return m;
+}
+
+Measurement measurePreset(const std::string& preset, int mode) {
+    vsim::Load load;
+    std::string err;
+    if (!vsim::findPreset(preset, &load, &err)) {
+        ADD_FAILURE() << err;
+        return Measurement();
+    }
+    return measure(load, vsim::CaptureOptions(), mode);
+}
+
+std::string dataFile(const std::string& name) { return gDataPath + "/" + name; }

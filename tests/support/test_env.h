@@ -24,3 +24,21 @@ std::vector<int16_t> silenceBuffer();
 // A strong, clean periodic buffer: every analysed bin of both grids clears its
 // threshold by a wide margin in every block. Both channels carry the signal.
 std::vector<int16_t> strongBuffer();
+
+namespace vsim {
+struct Load;
+struct CaptureOptions;
+}  // namespace vsim
+
+struct Measurement {
+    int result = 0;
+    int buffers = 0;  // buffers fed until the first non-zero result
+    float coefficients[25] = {};
+};
+// Feeds the simulated capture of a load through VandroHandleBuffer (after a
+// VandroReset) until it answers non-zero, at most 130 buffers.
+Measurement measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode);
+// The same for a named preset with default capture options.
+Measurement measurePreset(const std::string& preset, int mode);
+// Path of a file under the data directory.
+std::string dataFile(const std::string& name);

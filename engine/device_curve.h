@@ -1,0 +1,17 @@
+// The device curve: the connected load's impedance over frequency, 228 values
+// joining the decimated (low) and full-rate (high) grids, and the classification
+// that rejects a plain resistor or a high-impedance line input.
+#pragma once
+
+#include "engine/curve_store.h"
+
+constexpr int kTargetPoints = 2048;  // target compensation curve, bin k at k x 48000/4096 Hz
+
+// Builds the smoothed device curve from the accumulators into new arrays of 228
+// values (ohms, hertz) that the caller releases with delete[]. 0 or -1.
+int newCurves(double*& yNew, double*& fNew);
+// 4 (logged) for a resistor or a line input, 0 otherwise.
+int classifyLoad(const double* yNew);
+// The whole device-curve stage: curve, file, classification, then the
+// resonance search and model run into target[n]. 0, 4 (rejected) or -1.
+int calcDeviceCurve(double* target, int n);
