@@ -3,6 +3,7 @@
 #include <string>
 
 #include "engine/curve_store.h"
+#include "engine/resonance_search.h"
 #include "engine/smooth_log.h"
 #include "engine/state.h"
 #include "platform/log.h"
@@ -87,13 +88,6 @@ int classifyLoad(const double* yNew) {
         VLOGE(VANDRO_TAG_ENGINE, "yNew[0] = %f, High impedance line in", yNew[0]);
         return 4;
     }
-    return 0;
-}
-
-// The resonance search and model run. Until it is built the target curve stays
-// as it is (cleared) and the stage succeeds.
-static int searchResonances(const double* /*yNew*/, const double* /*fNew*/, double* /*target*/,
-                            int /*n*/) {
     return 0;
 }
 

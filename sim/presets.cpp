@@ -10,7 +10,7 @@ static Load annotated(Load load, const std::string& note) {
 static std::vector<Load> makePresets() {
     std::vector<Load> p;
 
-    Load earbud = movingCoil("earbud-32", 30.0, 0.03e-3, 110.0, 1.5, 1.125);
+    Load earbud = movingCoil("earbud-32", 30.0, 0.1e-3, 110.0, 1.5, 1.125);
     withResonance(earbud, 2.0, 2500.0, 3.0);   // front-volume peak (treble band)
     withResonance(earbud, 2.5, 5800.0, 4.0);   // concha resonance
     withResonance(earbud, 1.5, 8500.0, 5.0);   // vent
@@ -18,7 +18,7 @@ static std::vector<Load> makePresets() {
         "32 ohm earbud sitting in the concha: nominal 32 ohm, fs 110 Hz, strong broad low "
         "peak near 70 ohm, small peaks at 2.5, 5.8 and 8.5 kHz"));
 
-    Load inear = movingCoil("inear-16", 15.0, 0.02e-3, 160.0, 4.0, 20.0);
+    Load inear = movingCoil("inear-16", 15.0, 0.05e-3, 160.0, 4.0, 20.0);
     withResonance(inear, 1.2, 1200.0, 3.0);    // ear-canal coupling
     withResonance(inear, 1.5, 5200.0, 4.0);    // canal quarter-wave
     withResonance(inear, 1.0, 8000.0, 5.0);    // nozzle

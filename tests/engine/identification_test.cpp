@@ -35,18 +35,18 @@ class Identification : public ::testing::Test {
 TEST_F(Identification, SameAndNewHeadsetsThroughTheEntryPoint) {
     ASSERT_EQ(measurePreset("earbud-32", 2).result, 1);
     ASSERT_EQ(VandroDefault(), 0);
-    vsim::Load earbud, gaming;
+    vsim::Load earbud, other;
     ASSERT_TRUE(vsim::findPreset("earbud-32", &earbud, nullptr));
-    ASSERT_TRUE(vsim::findPreset("gaming-24", &gaming, nullptr));
-    vsim::CaptureOptions other;
-    other.seed = 77;
-    other.levelDbfs = -7;
-    other.snrDb = 40;
+    ASSERT_TRUE(vsim::findPreset("inear-16", &other, nullptr));
+    vsim::CaptureOptions changed;
+    changed.seed = 77;
+    changed.levelDbfs = -7;
+    changed.snrDb = 40;
     clearLog();
-    Measurement same = measure(earbud, other, 1);
+    Measurement same = measure(earbud, changed, 1);
     EXPECT_EQ(same.result, 1) << dumpLog();
     EXPECT_EQ(countLog(4, "VandroCalc", "New Headset Detected"), 0);
-    Measurement fresh = measure(gaming, vsim::CaptureOptions(), 1);
+    Measurement fresh = measure(other, vsim::CaptureOptions(), 1);
     EXPECT_EQ(fresh.result, 5) << dumpLog();
     EXPECT_EQ(countLog(4, "VandroCalc", "New Headset Detected"), 1);
 }
