@@ -1,0 +1,87 @@
+#include "design/min_phase.h"
+
+#include <cmath>
+#include <cstdlib>
+
+#include "engine/window.h"
+#include "platform/log.h"
+
+void circshift(kiss_fft_cpx* in, kiss_fft_cpx* out, int n, int shift) {
+    for (int k = 0; k < n; k++) out[(k + shift) % n] = in[k];
+}
+
+// Folding window of the real cepstrum: 1, twos, (for even n) a middle 1, zeros.
+static double foldWeight(int k, int n) {
+    const int m = (n + 1) / 2;
+    if (k == 0) return 1.0;
+    if (k < m) return 2.0;
+    if (n % 2 == 0 && k == n / 2) return 1.0;
+    return 0.0;
+}
+
+void minph(kiss_fft_cpx* x, int n, double* out, int outLength) {
+    kiss_fft_cfg forward = kiss_fft_alloc(n, 0, nullptr, nullptr);
+    kiss_fft_cfg inverse = kiss_fft_alloc(n, 1, nullptr, nullptr);
+    kiss_fft_cpx* X = new kiss_fft_cpx[n];
+    kiss_fft_cpx* Y = new kiss_fft_cpx[n];
+    kiss_fft_cpx* Z = new kiss_fft_cpx[n];
+    kiss_fft(forward, x, X);
+    // No floor: a bin of exactly zero magnitude gives minus infinity.
+    for (int k = 0; k < n; k++) X[k] = {log(sqrt(X[k].r * X[k].r + X[k].i * X[k].i)), 0.0};
+    kiss_fft(inverse, X, Z);
+    for (int k = 0; k < n; k++) X[k] = {foldWeight(k, n) * (Z[k].r / n), 0.0};
+    kiss_fft(forward, X, Y);
+    for (int k = 0; k < n; k++) {
+        const double mag = exp(Y[k].r);
+        Y[k] = {mag * cos(Y[k].i), mag * sin(Y[k].i)};
+    }
+    kiss_fft(inverse, Y, X);
+    for (int k = 0; k < outLength; k++) out[k] = X[k].r / n;
+    delete[] X;
+    delete[] Y;
+    delete[] Z;
+    free(forward);
+    free(inverse);
+}
+
+// Zero-phase response of the curve: dB to linear on bins 0..half-1, mirrored
+// one bin off the textbook layout (so the Nyquist bin takes bin half - 1), and
+// kissfft's unscaled real inverse divided by nFFT.
+static void zeroPhaseResponse(const double* curveDb, int nFFT, double* t) {
+    const int half = nFFT / 2;
+    kiss_fft_cpx* S = new kiss_fft_cpx[nFFT];
+    for (int k = 0; k < half; k++) S[k] = {pow(10.0, curveDb[k] / 20), 0.0};
+    for (int k = 0; k < half; k++) S[nFFT - 1 - k] = {S[k].r, 0.0};
+    kiss_fftr_cfg plan = kiss_fftr_alloc(nFFT, 1, nullptr, nullptr);
+    kiss_fftri(plan, S, t);
+    free(plan);
+    for (int k = 0; k < nFFT; k++) t[k] /= nFFT;
+    delete[] S;
+}
+
+int freqToIr(double* curveDb, int nFFT, double* ir, int irLength) {
+    if (nFFT < 1) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: nFFT length is less than or equal to zero",
+              "int freqToIr(double_t*, int, double_t*, int)");
+        return -1;
+    }
+    const int half = nFFT / 2;
+    kiss_fft_cpx* P = new kiss_fft_cpx[2 * nFFT]();
+    double* t = new double[nFFT];
+    zeroPhaseResponse(curveDb, nFFT, t);
+    kiss_fft_cpx* C = new kiss_fft_cpx[nFFT];
+    kiss_fft_cpx* D = new kiss_fft_cpx[nFFT];
+    for (int k = 0; k < nFFT; k++) C[k] = {t[k], 0.0};
+    circshift(C, D, nFFT, half);  // time zero to the middle
+    double* w = new double[nFFT];
+    createHanningWindow(w, nFFT);
+    applyHanningWindow(w, D, nFFT);
+    for (int k = 0; k < nFFT; k++) P[half + k].r = D[k].r;
+    minph(P, 2 * nFFT, ir, irLength);
+    delete[] P;
+    delete[] t;
+    delete[] C;
+    delete[] D;
+    delete[] w;
+    return 0;
+}
