@@ -2,19 +2,28 @@
 
 #include "engine/curve_store.h"
 #include "engine/device_curve.h"
+#include "engine/fitting.h"
 #include "engine/identification.h"
 #include "engine/intake.h"
 #include "engine/state.h"
 #include "platform/log.h"
 
-// The compensation fit from the target curve to 25 coefficients. Until it is
-// built it fails, through the same path as a fit that does not converge.
-static int adaptFilterCurve(const double* /*target*/, float_t* /*coefficients*/) { return -1; }
+double gMeasuredTarget[kTargetPoints] = {};
 
-// Mode 0 (any mode but 1 and 2): the fit; on failure the accumulators are
-// cleared so that the next call starts afresh.
-static int fitCompensation(const double* target, float_t* coefficients) {
-    if (adaptFilterCurve(target, coefficients) == 0) return 1;
+// Mode 0 (any mode but 1 and 2): the fit. The caller's buffer is written only
+// on success; on failure the accumulators are cleared so that the next call
+// starts afresh, and the logged code is always -1.
+static int fitCompensation(double* target, float_t* coefficients) {
+    if (coefficients == nullptr) {
+        // Nowhere to put the result: refused before any work, like null samples.
+        VLOGE(VANDRO_TAG_ENGINE, "%s: coefficients buffer is null", VANDRO_HANDLE_BUFFER_SIG);
+        return -1;
+    }
+    VandroBundle sections = {};
+    if (adaptFilterCurve(&sections, target) == 0) {
+        writeCoefficients(&sections, coefficients);
+        return 1;
+    }
     VLOGE(VANDRO_TAG_ENGINE, "%s: adaptFilterCurve failed (%d)", VANDRO_HANDLE_BUFFER_SIG, -1);
     clearAccumulators();
     return 3;
@@ -27,7 +36,7 @@ static int identifyHeadset() {
     return rc == 0 ? 1 : rc;
 }
 
-static int dispatchMode(const double* target, float_t* coefficients, int mode) {
+static int dispatchMode(double* target, float_t* coefficients, int mode) {
     if (mode == 1) return identifyHeadset();
     if (mode == 2) return 1;
     return fitCompensation(target, coefficients);
@@ -42,6 +51,7 @@ int finishMeasurement(float_t* coefficients, int mode) {
         clearAccumulators();
         rc = rc == 4 ? 4 : 3;
     } else {
+        for (int k = 0; k < kTargetPoints; k++) gMeasuredTarget[k] = target[k];
         rc = dispatchMode(target, coefficients, mode);
     }
     delete[] target;
