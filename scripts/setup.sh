@@ -10,6 +10,7 @@ packages=(
   android-liblog-dev android-libbase-dev
   googletest libgtest-dev libbenchmark-dev
   libsndfile1-dev               # the simulator's WAV files
+  libcli11-dev nlohmann-json3-dev python3 python3-matplotlib   # the vandro program and its plots
 )
 
 missing=()
