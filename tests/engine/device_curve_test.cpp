@@ -16,14 +16,8 @@
 
 static const char kSig[] = "int VandroHandleBuffer(int16_t*, int, float_t*, int)";
 
-class DeviceCurve : public ::testing::Test {
+class DeviceCurve : public EngineTest {
   protected:
-    void SetUp() override {
-        resetEngine();
-        VandroInit();
-        clearLog();
-    }
-    void TearDown() override { resetEngine(); }
     std::vector<double> curveOnDisk() {
         std::vector<double> c(228);
         EXPECT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), c.data(), 228), 0);

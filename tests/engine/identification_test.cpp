@@ -14,13 +14,8 @@
 
 static const char kCorr[] = "int curveCorrelation(std::string, std::string, int)";
 
-class Identification : public ::testing::Test {
+class Identification : public EngineTest {
   protected:
-    void SetUp() override {
-        resetEngine();
-        VandroInit();
-    }
-    void TearDown() override { resetEngine(); }
     void writeCurve(const std::string& name, const std::vector<double>& c) {
         std::string path = dataFile(name);
         exportCurve(const_cast<double*>(c.data()), static_cast<int>(c.size()), path);

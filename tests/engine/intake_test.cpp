@@ -11,14 +11,8 @@
 
 static const char kSig[] = "int VandroHandleBuffer(int16_t*, int, float_t*, int)";
 
-class Intake : public ::testing::Test {
+class Intake : public EngineTest {
   protected:
-    void SetUp() override {
-        resetEngine();
-        VandroInit();
-        clearLog();
-    }
-    void TearDown() override { resetEngine(); }
     int feed(std::vector<int16_t>& buf, int count = kBufferValues, int mode = 0) {
         return VandroHandleBuffer(buf.data(), count, coefficients, mode);
     }

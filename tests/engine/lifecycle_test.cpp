@@ -21,7 +21,7 @@ TEST_F(Lifecycle, InitAllocatesAndLogsAndASecondInitReusesButClears) {
     EXPECT_EQ(gRawV, nullptr);  // the property is unset
     EXPECT_FALSE(gCollectRaw);
 
-    double* spec = gSpecV;
+    double* accumulator = gSpecV;
     int32_t* counts = gBinCountDec;
     gSpecV[3] = 7.0;
     gBinCountDec[100] = 12;
@@ -31,7 +31,7 @@ TEST_F(Lifecycle, InitAllocatesAndLogsAndASecondInitReusesButClears) {
     gLowpassY[4] = 2.0;
 
     EXPECT_EQ(VandroInit(), 5);
-    EXPECT_EQ(gSpecV, spec);         // reused, not reallocated
+    EXPECT_EQ(gSpecV, accumulator);         // reused, not reallocated
     EXPECT_EQ(gBinCountDec, counts);
     EXPECT_EQ(gSpecV[3], 0.0);       // but cleared
     EXPECT_EQ(gBinCountDec[100], 0);

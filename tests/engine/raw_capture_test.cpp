@@ -61,8 +61,7 @@ TEST_F(RawCapture, DefaultWithCaptureOnRestartsTheCapture) {
     ASSERT_EQ(gRawV[0], 4 / 32768.0);
     // A device curve on disk lets VandroDefault succeed.
     removeTree(storageRoot());
-    std::string mk = "mkdir -p '" + storageRoot() + "/data'";
-    ASSERT_EQ(system(mk.c_str()), 0);
+    makeDirs(storageRoot() + "/data");
     std::string curve;
     for (int k = 0; k < 228; k++) curve += std::to_string(30 + k) + ".000000\n";
     writeText(storageRoot() + "/data/device_impedance.dat", curve);

@@ -148,8 +148,7 @@ TEST(SimCapture, SeedsReproduceAndOptionsAreExplicit) {
 TEST(SimFiles, WavAndRawCaptureRoundTripsAndBadFilesAreRefused) {
     resetEngine();
     std::string dir = storageRoot();
-    std::string mk = "mkdir -p '" + dir + "'";
-    ASSERT_EQ(system(mk.c_str()), 0);
+    makeDirs(dir);
     Load load;
     ASSERT_TRUE(findPreset("dual-ba", &load, nullptr));
     std::vector<int16_t> buf, back;

@@ -29,6 +29,19 @@ void resetEngine() {
 
 std::string storageRoot() { return gRootPath; }
 
+void makeDirs(const std::string& path) {
+    std::string cmd = "mkdir -p '" + path + "'";
+    if (system(cmd.c_str()) != 0) abort();
+}
+
+void EngineTest::SetUp() {
+    resetEngine();
+    VandroInit();
+    clearLog();
+}
+
+void EngineTest::TearDown() { resetEngine(); }
+
 void removeTree(const std::string& path) {
     std::string cmd = "rm -rf '" + path + "'";
     if (system(cmd.c_str()) != 0) abort();

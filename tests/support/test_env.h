@@ -2,6 +2,8 @@
 // the buffers the tests feed.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,6 +20,16 @@ void removeTree(const std::string& path);
 bool fileExists(const std::string& path);
 std::vector<std::string> readLines(const std::string& path);
 void writeText(const std::string& path, const std::string& text);
+
+// Creates a directory and its parents.
+void makeDirs(const std::string& path);
+
+// A clean, initialised engine around each test: storage and log emptied.
+class EngineTest : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+};
 
 // A buffer of silence.
 std::vector<int16_t> silenceBuffer();

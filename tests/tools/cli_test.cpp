@@ -40,8 +40,7 @@ class Cli : public ::testing::Test {
     void SetUp() override {
         resetEngine();
         dir = storageRoot() + "/cli";
-        std::string mk = "mkdir -p '" + dir + "'";
-        ASSERT_EQ(system(mk.c_str()), 0);
+        makeDirs(dir);
     }
     void TearDown() override { resetEngine(); }
     std::string dir;

@@ -99,8 +99,7 @@ TEST_F(CurveFile, ImportInsistsOnTheExactLineCountAndNeverOverruns) {
     EXPECT_EQ(importCurve(path.c_str(), curve, n), -1);
     EXPECT_EQ(countLog(6, "VandroCalc-Utils", "File " + path + " could not be opened"), 1);
 
-    std::string mk = "mkdir -p '" + dir + "'";
-    ASSERT_EQ(system(mk.c_str()), 0);
+    makeDirs(dir);
     for (const char* text : {"1\n2\n", "1\n2\n3", "1\n2\n3\n\n", ""}) {
         writeText(path, text);
         clearLog();
