@@ -1,0 +1,150 @@
+// The engine on simulated captures: one buffer while collecting, and a whole
+// measurement split into its stages, for three presets.
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "design/sos.h"
+#include "design/stmcb.h"
+#include "design/min_phase.h"
+#include "engine/device_curve.h"
+#include "engine/fitting.h"
+#include "engine/state.h"
+#include "engine/vandro.h"
+#include "models/compensation_models.h"
+#include "sim/capture.h"
+#include "sim/presets.h"
+
+static const char* const kPresets[] = {"earbud-32", "inear-16", "dual-ba"};
+
+// 38 buffers of a preset's simulated capture.
+static std::vector<std::vector<int16_t>> capture(const char* preset) {
+    vsim::Load load;
+    vsim::findPreset(preset, &load, nullptr);
+    vsim::CaptureStream stream;
+    vsim::openCapture(load, vsim::CaptureOptions(), &stream, nullptr);
+    std::vector<std::vector<int16_t>> buffers(38, std::vector<int16_t>(16384));
+    for (auto& b : buffers) vsim::nextBuffer(&stream, b.data());
+    return buffers;
+}
+
+static void BM_BufferWhileCollecting(benchmark::State& state) {
+    auto buffers = capture("earbud-32");
+    VandroInit();
+    float c[25];
+    int n = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(VandroHandleBuffer(buffers[n].data(), 16384, c, 0));
+        if (++n == 30) {  // never reach sufficiency
+            state.PauseTiming();
+            VandroReset();
+            n = 0;
+            state.ResumeTiming();
+        }
+    }
+    VandroClose();
+}
+BENCHMARK(BM_BufferWhileCollecting)->Unit(benchmark::kMicrosecond);
+
+// The 37 buffers before sufficiency.
+static void BM_Collection(benchmark::State& state) {
+    auto buffers = capture(kPresets[state.range(0)]);
+    VandroInit();
+    float c[25];
+    for (auto _ : state) {
+        VandroReset();
+        for (int b = 0; b < 37; b++) VandroHandleBuffer(buffers[b].data(), 16384, c, 0);
+    }
+    state.SetLabel(kPresets[state.range(0)]);
+    VandroClose();
+}
+BENCHMARK(BM_Collection)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+
+// Accumulators as they stand when the data suffice.
+struct Filled {
+    std::vector<double> v, i, vd, id;
+};
+
+static Filled fill(const char* preset) {
+    auto buffers = capture(preset);
+    VandroInit();
+    VandroReset();
+    float c[25];
+    for (int b = 0; b < 37; b++) VandroHandleBuffer(buffers[b].data(), 16384, c, 2);
+    return {std::vector<double>(gSpecV, gSpecV + kFullBins), std::vector<double>(gSpecI, gSpecI + kFullBins),
+            std::vector<double>(gSpecVDec, gSpecVDec + kDecBins), std::vector<double>(gSpecIDec, gSpecIDec + kDecBins)};
+}
+
+static void restore(const Filled& f) {
+    std::copy(f.v.begin(), f.v.end(), gSpecV);
+    std::copy(f.i.begin(), f.i.end(), gSpecI);
+    std::copy(f.vd.begin(), f.vd.end(), gSpecVDec);
+    std::copy(f.id.begin(), f.id.end(), gSpecIDec);
+}
+
+// Device curve, classification, resonance search and model.
+static void BM_DeviceCurveStage(benchmark::State& state) {
+    Filled f = fill(kPresets[state.range(0)]);
+    std::vector<double> target(2048);
+    for (auto _ : state) {
+        restore(f);
+        std::fill(target.begin(), target.end(), 0.0);
+        benchmark::DoNotOptimize(calcDeviceCurve(target.data(), 2048));
+    }
+    state.SetLabel(kPresets[state.range(0)]);
+    VandroClose();
+}
+BENCHMARK(BM_DeviceCurveStage)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+
+// The fit from the target curve to five checked sections.
+static void BM_FitStage(benchmark::State& state) {
+    Filled f = fill(kPresets[state.range(0)]);
+    restore(f);
+    std::vector<double> target(2048, 0.0);
+    calcDeviceCurve(target.data(), 2048);
+    VandroBundle sections;
+    for (auto _ : state) benchmark::DoNotOptimize(adaptFilterCurve(&sections, target.data()));
+    state.SetLabel(kPresets[state.range(0)]);
+    VandroClose();
+}
+BENCHMARK(BM_FitStage)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+
+// First buffer to coefficients: the compute of one whole measurement.
+static void BM_WholeMeasurement(benchmark::State& state) {
+    auto buffers = capture(kPresets[state.range(0)]);
+    VandroInit();
+    float c[25];
+    for (auto _ : state) {
+        VandroReset();
+        int rc = 0;
+        for (int b = 0; b < 38 && rc == 0; b++) rc = VandroHandleBuffer(buffers[b].data(), 16384, c, 0);
+        benchmark::DoNotOptimize(rc);
+    }
+    state.SetLabel(kPresets[state.range(0)]);
+    VandroClose();
+}
+BENCHMARK(BM_WholeMeasurement)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+
+static void BM_Tf2sos(benchmark::State& state) {
+    Filled f = fill("earbud-32");
+    restore(f);
+    std::vector<double> target(2048, 0.0), ir(4096);
+    calcDeviceCurve(target.data(), 2048);
+    irCalculation(target.data(), ir.data());
+    double a[10], b[10], gain;
+    stmcb(ir.data(), 4096, 9, 9, 20, a, b);
+    VandroBundle s;
+    for (auto _ : state) benchmark::DoNotOptimize(tf2sos(b, a, 10, &s, &gain));
+    VandroClose();
+}
+BENCHMARK(BM_Tf2sos)->Unit(benchmark::kMicrosecond);
+
+static void BM_InEarModel(benchmark::State& state) {
+    double freq[5] = {162, 1210, 5188, 7955, 11000}, q[5] = {4, 3.7, 5.2, 6, 5}, h[5] = {10, 4.5, 5.8, 3.7, 1};
+    std::vector<double> out(2048);
+    for (auto _ : state) {
+        std::fill(out.begin(), out.end(), 0.0);
+        benchmark::DoNotOptimize(calculateModelInEar(freq, q, h, 2.0, 5, out.data()));
+    }
+}
+BENCHMARK(BM_InEarModel)->Unit(benchmark::kMillisecond);
