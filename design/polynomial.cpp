@@ -1,19 +1,32 @@
 #include "design/polynomial.h"
 
 #include <Eigen/Eigenvalues>
+#include <cmath>
 #include <vector>
 
 #include "platform/log.h"
 #include "util/search.h"
 
 constexpr double kDeadBand = 1.1920928955078125e-05;
+constexpr double kLargestRatio = 1e100;  // |c[k] / c[0]| the eigen-solver is given
 
 // Eigenvalues of the companion matrix of c[0..m] (c[0] leading, not removed
 // when tiny), by increasing magnitude: an exchange selection sort that swaps
 // only on a strictly smaller magnitude.
 static void companionRoots(const double* c, int m, std::complex<double>* out) {
     Eigen::MatrixXcd companion = Eigen::MatrixXcd::Zero(m, m);
-    for (int k = 0; k < m; k++) companion(0, k) = -c[k + 1] / c[0];
+    bool tame = true;
+    for (int k = 0; k < m; k++) {
+        companion(0, k) = -c[k + 1] / c[0];
+        tame = tame && fabs(companion(0, k).real()) <= kLargestRatio;
+    }
+    // A zero leading coefficient or a NaN or infinity gives no finite roots,
+    // and ratios so large that the solver's products overflow make it read
+    // outside its own arrays; such roots are reported as NaN instead.
+    if (!tame) {
+        for (int k = 0; k < m; k++) out[k] = std::complex<double>(NAN, NAN);
+        return;
+    }
     for (int k = 1; k < m; k++) companion(k, k - 1) = 1.0;
     // The solver's convergence status is not examined.
     Eigen::ComplexEigenSolver<Eigen::MatrixXcd> solver(companion, false);

@@ -11,6 +11,7 @@ packages=(
   googletest libgtest-dev libbenchmark-dev
   libsndfile1-dev               # the simulator's WAV files
   libcli11-dev nlohmann-json3-dev python3 python3-matplotlib   # the vandro program and its plots
+  valgrind clang-14 libclang-rt-14-dev                           # memcheck and the fuzz targets
 )
 
 missing=()

@@ -32,11 +32,9 @@ FILE* openDebugFile(char const* path) {
     for (char* part = strtok_r(work, "/", &save); part != nullptr;
          part = strtok_r(nullptr, "/", &save)) {
         char next[kPathMax];
-        // Truncation to the buffer is the intended behaviour for long paths.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-truncation"
-        snprintf(next, sizeof next, "%s/%s", result, part);
-#pragma GCC diagnostic pop
+        // A long path is cut at the buffer, as it always has been.
+        int written = snprintf(next, sizeof next, "%s/%s", result, part);
+        (void)written;
         memcpy(result, next, sizeof result);
         // Once a component holds a dot (normally the file name) nothing more is made.
         if (strchr(result, '.') == nullptr) makeDirectory(result);
@@ -99,8 +97,16 @@ int exportCurve(double* curve, int n, std::string& path) {
     return exportWith<double>(curve, n, path, writeFloatArrayToFile);
 }
 
+// Only a regular file can hold a curve: a directory, a device (which may never
+// end) or a pipe (which may never open) is refused like a missing file.
+static bool regularFile(char const* path) {
+    struct stat st;
+    return path != nullptr && stat(path, &st) == 0 && S_ISREG(st.st_mode);
+}
+
 int importCurve(char const* path, double* curve, int n) {
-    std::ifstream in(path != nullptr ? path : "");
+    std::ifstream in;
+    if (regularFile(path)) in.open(path);
     if (!in.is_open()) {
         VLOGE(VANDRO_TAG_UTILS, "File %s could not be opened", path != nullptr ? path : "(null)");
         return -1;

@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang and runs each for a bounded time.
+#   bash scripts/fuzz.sh [seconds per target, default 60]
+# A crash leaves its input in build-fuzz/artifacts/<target>/; once fixed, keep
+# it under fuzz/regressions/<target>/ so that the test suite replays it.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-60}
+build=${VANDRO_FUZZ_BUILD_DIR:-build-fuzz}
+bash scripts/setup.sh
+command -v clang++-14 > /dev/null || { echo "fuzz: clang-14 is needed (apt-get install clang-14 libclang-rt-14-dev)" >&2; exit 1; }
+CC=clang-14 CXX=clang++-14 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DVANDRO_FUZZ=ON -DVANDRO_TESTS=OFF -DVANDRO_BENCH=OFF > /dev/null
+cmake --build "$build" -j2 --target handle_buffer_fuzz curve_file_fuzz design_fuzz > "$build.log" 2>&1 \
+  || { tail -40 "$build.log"; exit 1; }
+status=0
+for target in handle_buffer_fuzz curve_file_fuzz design_fuzz; do
+  corpus="$build/corpus/$target"
+  artifacts="$build/artifacts/$target/"
+  mkdir -p "$corpus" "$artifacts"
+  echo "fuzz: $target for ${seconds}s"
+  if ! "$build/fuzz/$target" "$corpus" "fuzz/regressions/$target" -max_total_time="$seconds" \
+       -artifact_prefix="$artifacts" -print_final_stats=1 > "$build/$target.log" 2>&1; then
+    echo "fuzz: $target found a failure; see $build/$target.log and $artifacts"
+    status=1
+  fi
+  grep -E "stat::number_of_executed_units|stat::peak_rss_mb" "$build/$target.log" | sed 's/^/  /'
+done
+exit $status
