@@ -1,6 +1,25 @@
 #include "platform/properties.h"
 
-#if !defined(VANDRO_USE_LIBCUTILS)
+#if defined(VANDRO_USE_LIBCUTILS)
+// A platform build links libcutils' own property_get.
+#elif defined(__ANDROID__)
+// An NDK build has no libcutils: bionic's property area, with the same rule
+// that an empty value counts as unset.
+#include <sys/system_properties.h>
+
+#include <cstring>
+
+extern "C" int property_get(const char* key, char* value, const char* default_value) {
+    if (key == nullptr || value == nullptr) return 0;
+    int len = __system_property_get(key, value);
+    if (len <= 0 && default_value != nullptr) {
+        len = static_cast<int>(strnlen(default_value, PROPERTY_VALUE_MAX - 1));
+        memcpy(value, default_value, len);
+        value[len] = '\0';
+    }
+    return len > 0 ? len : 0;
+}
+#else
 #include <android-base/properties.h>
 
 #include <cstring>

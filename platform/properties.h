@@ -1,6 +1,8 @@
-// The system-property seam: libcutils' property_get on a handset; on the host a
-// shim with the same signature over android-base's in-process property store,
-// so tests and tools can set a property with android::base::SetProperty.
+// The system-property seam: libcutils' property_get in a platform build; in an
+// NDK build a shim over bionic's __system_property_get; on the host a shim
+// over android-base's in-process property store, so that tests and tools can
+// set a property with android::base::SetProperty. All share libcutils'
+// signature and its rule that an empty value counts as unset.
 #pragma once
 
 #if defined(VANDRO_USE_LIBCUTILS)

@@ -10,7 +10,7 @@
 
 static std::set<std::string> exportedSymbols() {
     std::set<std::string> names;
-    std::string cmd = std::string("nm -D --defined-only '") + VANDRO_SHARED_LIBRARY + "'";
+    std::string cmd = std::string("'") + VANDRO_NM + "' -D --defined-only '" + VANDRO_SHARED_LIBRARY + "'";
     FILE* p = popen(cmd.c_str(), "r");
     if (p == nullptr) return names;
     char line[4096];
