@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang and runs each for a bounded time.
 #   bash scripts/fuzz.sh [seconds per target, default 60]
+# VANDRO_FUZZ_SEED fixes libFuzzer's seed (CI uses 1, so that its short run is
+# repeatable); without it every run explores afresh.
 # A crash leaves its input in build-fuzz/artifacts/<target>/; once fixed, keep
 # it under fuzz/regressions/<target>/ so that the test suite replays it.
 set -euo pipefail
@@ -21,7 +23,9 @@ for target in handle_buffer_fuzz curve_file_fuzz design_fuzz; do
   echo "fuzz: $target for ${seconds}s"
   kept=()
   [ -d "fuzz/regressions/$target" ] && kept=("fuzz/regressions/$target")
-  if ! "$build/fuzz/$target" "$corpus" "${kept[@]}" -max_total_time="$seconds" \
+  seed=()
+  [ -n "${VANDRO_FUZZ_SEED:-}" ] && seed=(-seed="$VANDRO_FUZZ_SEED")
+  if ! "$build/fuzz/$target" "$corpus" "${kept[@]}" "${seed[@]}" -max_total_time="$seconds" \
        -artifact_prefix="$artifacts" -print_final_stats=1 > "$build/$target.log" 2>&1; then
     echo "fuzz: $target found a failure; see $build/$target.log and $artifacts"
     status=1
