@@ -1,5 +1,6 @@
 #include "engine/curve_store.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "engine/vandro.h"
@@ -27,9 +28,9 @@ static int storeReference(double* curve, const std::string& referencePath) {
 // A new reference starts the raw capture afresh.
 static void restartRawCapture() {
     if (!gCollectRaw) return;
-    for (int i = 0; gRawV != nullptr && gRawI != nullptr && i < kRawValues; i++) {
-        gRawV[i] = 0.0;
-        gRawI[i] = 0.0;
+    if (gRawV != nullptr && gRawI != nullptr) {
+        std::fill(gRawV, gRawV + kRawValues, 0.0);
+        std::fill(gRawI, gRawI + kRawValues, 0.0);
     }
     gRawCount = 0;
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -45,18 +46,15 @@ TEST(Spacing, EndIsForcedTheSingleElementIsEndAndBadArraysAreRefused) {
     EXPECT_EQ(linspace(0.0f, 1.0f, f, -2), -1);
     EXPECT_EQ(linspace(0, 1, ints, 0), -1);
     EXPECT_EQ(logspace(0.0, 1.0, l, 0), -1);
-    EXPECT_EQ(countLog(6, "VandroCalc-Matlab",
-                       "int linspace(double_t, double_t, double_t*, int): input array is incorrectly created"),
-              2);
-    EXPECT_EQ(countLog(6, "VandroCalc-Matlab",
-                       "int linspace(float_t, float_t, float_t*, int): input array is incorrectly created"),
-              1);
-    EXPECT_EQ(countLog(6, "VandroCalc-Matlab",
-                       "int linspace(int, int, int*, int): input array is incorrectly created"),
-              1);
-    EXPECT_EQ(countLog(6, "VandroCalc-Matlab",
-                       "int logspace(double_t, double_t, double_t*, int): input array is incorrectly created"),
-              1);
+    const std::pair<const char*, int> refusals[] = {
+        {"int linspace(double_t, double_t, double_t*, int)", 2},
+        {"int linspace(float_t, float_t, float_t*, int)", 1},
+        {"int linspace(int, int, int*, int)", 1},
+        {"int logspace(double_t, double_t, double_t*, int)", 1}};
+    for (const auto& r : refusals)
+        EXPECT_EQ(countLog(6, "VandroCalc-Matlab", std::string(r.first) + ": input array is incorrectly created"),
+                  r.second)
+            << r.first;
 }
 
 TEST(Interp1f, ScansIntervalsExtrapolatesAtBothEndsAndRefusesLongTables) {
