@@ -3,11 +3,14 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "engine/window.h"
+#include "util/window.h"
 #include "platform/log.h"
 
 void circshift(kiss_fft_cpx* in, kiss_fft_cpx* out, int n, int shift) {
-    for (int k = 0; k < n; k++) out[(k + shift) % n] = in[k];
+    if (shift < 0) return;  // outside the contract: nothing written
+    // Reduced first, so that k + shift cannot overflow; the same index.
+    const int s = n > 0 ? shift % n : 0;
+    for (int k = 0; k < n; k++) out[(k + s) % n] = in[k];
 }
 
 // Folding window of the real cepstrum: 1, twos, (for even n) a middle 1, zeros.
@@ -20,6 +23,7 @@ static double foldWeight(int k, int n) {
 }
 
 void minph(kiss_fft_cpx* x, int n, double* out, int outLength) {
+    if (n < 1 || outLength > n) return;  // outside the contract: nothing written
     kiss_fft_cfg forward = kiss_fft_alloc(n, 0, nullptr, nullptr);
     kiss_fft_cfg inverse = kiss_fft_alloc(n, 1, nullptr, nullptr);
     kiss_fft_cpx* X = new kiss_fft_cpx[n];
@@ -59,10 +63,21 @@ static void zeroPhaseResponse(const double* curveDb, int nFFT, double* t) {
     delete[] S;
 }
 
+static const char kFreqToIrSig[] = "int freqToIr(double_t*, int, double_t*, int)";
+
 int freqToIr(double* curveDb, int nFFT, double* ir, int irLength) {
     if (nFFT < 1) {
-        VLOGE(VANDRO_TAG_MATLAB, "%s: nFFT length is less than or equal to zero",
-              "int freqToIr(double_t*, int, double_t*, int)");
+        VLOGE(VANDRO_TAG_MATLAB, "%s: nFFT length is less than or equal to zero", kFreqToIrSig);
+        return -1;
+    }
+    // The real inverse transform takes an even length only, and the output
+    // comes from a 2 nFFT sequence.
+    if (nFFT % 2 != 0) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: nFFT length %d is not even", kFreqToIrSig, nFFT);
+        return -1;
+    }
+    if (irLength > 2 * nFFT) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: irLength %d is longer than 2 nFFT", kFreqToIrSig, irLength);
         return -1;
     }
     const int half = nFFT / 2;

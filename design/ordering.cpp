@@ -5,6 +5,7 @@
 
 #include "design/polynomial.h"
 #include "design/sos.h"
+#include "platform/log.h"
 #include "util/complex_array.h"
 #include "util/search.h"
 #include "util/sort.h"
@@ -27,6 +28,7 @@ static void sortByDistance(cd* x, int n, const double* dist) {
 }
 
 void orderp(cd* pc, int npc, cd* pr, int npr, cd* po, int* npo) {
+    if (npc < 0 || npr < 0) return;  // no list to order: nothing written
     // The work arrays hold kMaxSosOrder + 1 roots; longer lists keep their order.
     double dist[kMaxSosOrder + 1] = {};
     if (npc <= kMaxSosOrder + 1) {
@@ -61,6 +63,15 @@ static void takeComplexPair(cd*& zc, int& nzc, cd ref, cd* zo, int at) {
 // last pole takes the last real zero. A section that finds no zeros fails:
 // -1 for a pair, -2 for the last pole.
 int orderz(cd* pc, int npc, cd* pr, int npr, cd* zc, int nzc, cd* zr, int nzr, cd* zo, int* nzo) {
+    static const char sig[] =
+        "int orderz(std::complex<double>*, int, std::complex<double>*, int, std::complex<double>*, int, "
+        "std::complex<double>*, int, std::complex<double>*, int*)";
+    // Complex zeros come in conjugate pairs: an odd count has a member without its partner.
+    if (npc < 0 || npr < 0 || nzc < 0 || nzr < 0 || nzc % 2 != 0) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: counts %d, %d, %d, %d are not pole and zero lists", sig, npc,
+              npr, nzc, nzr);
+        return -1;
+    }
     const int n = npc + npr;
     cd* candidates = new cd[nzc > 0 ? nzc : 1];
     for (int i = 0; i < nzc; i++) candidates[i] = zc[i];

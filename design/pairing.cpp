@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "util/constants.h"
 #include "design/sos.h"
 #include "platform/log.h"
 #include "util/complex_array.h"
@@ -10,7 +11,7 @@
 #include "util/sort.h"
 
 typedef std::complex<double> cd;
-constexpr double kTolerance = 1.1920928955078125e-05;
+constexpr double kTolerance = kRealTolerance;
 
 // Within each run of values whose real parts agree, smaller |imaginary part|
 // first and the negative member first, so that several pairs sharing a real
@@ -50,6 +51,12 @@ static int takePairs(cd* xc, int nc, cd* xs) {
 }
 
 int cplxpair(cd* x, int n, cd* xs) {
+    static const char sig[] = "int cplxpair(std::complex<double>*, int, std::complex<double>*)";
+    // The pairing callers' stack arrays hold kMaxSosOrder + 1 roots.
+    if (n < 1 || n > kMaxSosOrder) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: count %d is outside 1..%d", sig, n, kMaxSosOrder);
+        return -1;
+    }
     std::vector<int> realIdx;
     std::vector<cd> values(x, x + n);
     for (int i = 0; i < n; i++) {
@@ -59,6 +66,9 @@ int cplxpair(cd* x, int n, cd* xs) {
         }
     }
     const int nr = static_cast<int>(realIdx.size()), nc = n - nr;
+    // The sorted real values go to the end of the output first, whatever follows.
+    sortByVals(realIdx.data(), values.data(), nr, 0, true);
+    for (int i = 0; i < nr; i++) xs[nc + i] = values[realIdx[i]];
     // Refused on purpose: a set with no complex value cannot be factored here.
     if (nc == 0) {
         VLOGE(VANDRO_TAG_MATLAB, "cplxpair: Only real values in function");
@@ -68,8 +78,6 @@ int cplxpair(cd* x, int n, cd* xs) {
         VLOGE(VANDRO_TAG_MATLAB, "cplxpair: Imaginary values not in pairs");
         return -1;
     }
-    sortByVals(realIdx.data(), values.data(), nr, 0, true);
-    for (int i = 0; i < nr; i++) xs[nc + i] = values[realIdx[i]];
     cd* copy = new cd[n];
     std::copy(values.begin(), values.end(), copy);
     cd* xc = resizeAndCopyAssorted(copy, n, nc, realIdx.data(), nr);
@@ -100,6 +108,10 @@ int orderzp(cd* z, cd* p, int n, int* nz, int* np, int* nsec) {
     static const char sig[] = "int orderzp(std::complex<double>*, std::complex<double>*, int, int*, int*, int*)";
     if (n < 1) {
         VLOGE(VANDRO_TAG_MATLAB, "%s: lenght is less than or equal to zero", sig);
+        return -1;
+    }
+    if (n > kMaxSosOrder) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: order %d is above the capacity of %d", sig, n, kMaxSosOrder);
         return -1;
     }
     std::vector<cd> zs(n), ps(n);

@@ -6,8 +6,9 @@
 
 #include "platform/log.h"
 #include "util/search.h"
+#include "util/constants.h"
 
-constexpr double kDeadBand = 1.1920928955078125e-05;
+constexpr double kDeadBand = kRealTolerance;
 constexpr double kLargestRatio = 1e100;  // |c[k] / c[0]| the eigen-solver is given
 
 // Eigenvalues of the companion matrix of c[0..m] (c[0] leading, not removed
@@ -53,15 +54,21 @@ int roots(double* c, int n, std::complex<double>* r) {
     return 0;
 }
 
+static const char kTf2zpSig[] =
+    "int tf2zp(double_t*, double_t*, int, std::complex<double>*, std::complex<double>*, double_t*)";
+
 int tf2zp(double* b, double* a, int n, std::complex<double>* z, std::complex<double>* p, double* k) {
+    if (n < 1) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: coefficient count %d is below 1", kTf2zpSig, n);
+        return -1;
+    }
     if (a[0] == 0.0) {
         VLOGE(VANDRO_TAG_MATLAB, "tf2zp: a[0] must not be 0");
         return -1;
     }
     int rc = roots(a, n, p);
     if (rc != 0) {
-        VLOGE(VANDRO_TAG_MATLAB, "%s: roots failed",
-              "int tf2zp(double_t*, double_t*, int, std::complex<double>*, std::complex<double>*, double_t*)");
+        VLOGE(VANDRO_TAG_MATLAB, "%s: roots failed", kTf2zpSig);
         return rc;
     }
     roots(b, n, z);  // an all-zero numerator only leaves its message
@@ -70,6 +77,7 @@ int tf2zp(double* b, double* a, int n, std::complex<double>* z, std::complex<dou
 }
 
 void poly(double* q, std::complex<double>* r, int n) {
+    if (n < 1) return;  // no root: nothing written
     q[0] = 1.0;
     if (n >= 2) {
         q[1] = -(r[0].real() + r[1].real());

@@ -11,9 +11,11 @@
 // increasing magnitude. 0, or -1 (logged) when every coefficient is zero.
 int roots(double* c, int n, std::complex<double>* r);
 // Zeros, poles (n - 1 each, room for n) and gain b[0]/a[0] of b/a (n
-// coefficients each). 0, -1 when a[0] is 0, or the failing code of roots on a.
+// coefficients each). 0, -1 when n < 1 or a[0] is 0, or the failing code of
+// roots on a.
 int tf2zp(double* b, double* a, int n, std::complex<double>* z, std::complex<double>* p, double* k);
-// q[0..2]: the monic quadratic of one (n < 2) or two roots, from real parts.
+// q[0..2]: the monic quadratic of one (n == 1) or two roots, from real parts;
+// n < 1 writes nothing.
 void poly(double* q, std::complex<double>* r, int n);
 // b[0..2] from the zeros and a[0..2] from the poles of one section; no gain.
 void zp2tf(double* b, double* a, std::complex<double>* z, int nz, std::complex<double>* p, int np);

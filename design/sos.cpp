@@ -15,7 +15,8 @@ static void storeSection(VandroBundle* sos, int section, const double* a, const 
     }
 }
 
-void sosfun2(int first, int last, cd* zo, int /*nzo*/, cd* po, int /*npo*/, VandroBundle* sos) {
+void sosfun2(int first, int last, cd* zo, int nzo, cd* po, int npo, VandroBundle* sos) {
+    if (first < 0 || last >= nzo || last >= npo) return;  // pairs beyond the roots given
     int section = kBundleSections - 1;
     // The bundle's addresses are fixed for order 9; pairs beyond them are dropped.
     for (int i = first; i < last && section >= 1; i += 2, section--) {
@@ -32,6 +33,7 @@ void last_pole(cd z, cd p, VandroBundle* sos) {
 }
 
 void formsos(int nz, int np, int /*nsec*/, cd* zo, int nzo, cd* po, int npo, VandroBundle* sos) {
+    if (nz < 1 || np < 1 || nz > nzo || np > npo) return;  // no last zero or pole to take
     sosfun2(0, nz - 1, zo, nzo, po, npo, sos);
     last_pole(zo[nz - 1], po[np - 1], sos);
 }
@@ -39,6 +41,11 @@ void formsos(int nz, int np, int /*nsec*/, cd* zo, int nzo, cd* po, int npo, Van
 int zp2sos(cd* z, cd* p, int n, double k, VandroBundle* sos, double* gain) {
     static const char sig[] =
         "int zp2sos(std::complex<double>*, std::complex<double>*, int, double_t, VandroBundle*, double_t*)";
+    // The stack arrays below hold kMaxSosOrder + 1 roots.
+    if (n > kMaxSosOrder) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: order %d is above the capacity of %d", sig, n, kMaxSosOrder);
+        return -1;
+    }
     int nz, np, nsec;
     int rc = orderzp(z, p, n, &nz, &np, &nsec);
     if (rc != 0) {
@@ -63,10 +70,18 @@ int zp2sos(cd* z, cd* p, int n, double k, VandroBundle* sos, double* gain) {
 
 int tf2sos(double* b, double* a, int n, VandroBundle* sos, double* gain) {
     static const char sig[] = "int tf2sos(double_t*, double_t*, int, VandroBundle*, double_t*)";
+    if (n < 1) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: coefficient count %d is below 1", sig, n);
+        return -1;
+    }
     int order;
     eqtflength(b, a, n, &order);
-    if (order < 1 || order > kMaxSosOrder) {
+    if (order < 1) {
         VLOGE(VANDRO_TAG_MATLAB, "tf2sos: Could not retrieve order (%d)", order);
+        return -1;
+    }
+    if (order > kMaxSosOrder) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: order %d is above the capacity of %d", sig, order, kMaxSosOrder);
         return -1;
     }
     // One entry more than the order: the roots' layout may use it.

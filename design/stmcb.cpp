@@ -7,8 +7,9 @@
 
 #include "platform/log.h"
 #include "util/filter.h"
+#include "util/constants.h"
 
-constexpr double kStartGuard = 1.1920928955078125e-05;
+constexpr double kStartGuard = kRealTolerance;
 
 // The least-squares system of one iteration: delayed, negated v in columns
 // 0..na-1, delayed w in columns na..na+nb.
@@ -22,6 +23,7 @@ static Eigen::MatrixXd buildSystem(const double* v, const double* w, int len, in
 }
 
 void stmcb(double* x, int len, int nb, int na, int niter, double* aOut, double* bOut) {
+    if (len < 1 || nb < 0 || na < 0) return;  // nothing to fit: nothing written
     // Sized by nb plus one spare, as the engine's callers keep na <= nb; never
     // smaller than the denominator itself.
     std::vector<double> a(std::max(nb, na) + 2, 0.0);

@@ -5,4 +5,5 @@
 // iteration) to x[0..len-1] over niter iterations, run in full. A rank-deficient
 // iteration is logged and ends the loop: aOut then holds the last denominator
 // and bOut keeps what it held (it is written in the last iteration only).
+// len < 1 or a negative order writes nothing.
 void stmcb(double* x, int len, int nb, int na, int niter, double* aOut, double* bOut);

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "engine/state.h"
+#include "util/constants.h"
 
-constexpr int kDeviceCurvePoints = 228;
 
 // Path of the most recent device curve file.
 inline std::string deviceCurvePath() { return gDataPath + "/device_impedance.dat"; }

@@ -5,7 +5,7 @@
 
 #include "engine/curve_store.h"
 
-constexpr int kTargetPoints = 2048;  // target compensation curve, bin k at k x 48000/4096 Hz
+constexpr int kTargetPoints = kTargetCurveBins;
 
 // Builds the smoothed device curve from the accumulators into new arrays of 228
 // values (ohms, hertz) that the caller releases with delete[]. 0 or -1.

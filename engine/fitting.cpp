@@ -8,12 +8,14 @@
 #include "models/biquad_response.h"
 #include "platform/log.h"
 #include "util/complex_array.h"
+#include "util/constants.h"
+#include "engine/vandro.h"
 #include "util/interpolation.h"
 #include "util/spacing.h"
 
 static const char kIrSig[] = "int irCalculation(double_t*, double_t*)";
 static const char kAdaptSig[] = "int adaptFilterCurve(VandroBundle*, double_t*)";
-constexpr int kTargetBins = 2048;
+constexpr int kTargetBins = kTargetCurveBins;
 constexpr int kFineBins = 8192;
 constexpr int kResampled = 65536;  // the first 8192 hold the curve; the rest is scratch
 constexpr int kOrder = 9;
@@ -162,13 +164,19 @@ int adaptFilterCurve(VandroBundle* sections, double* target) {
     return 0;
 }
 
+static_assert(kBundleSections == VANDRO_NUM_SECTIONS &&
+                  VANDRO_NUM_COEFS == VANDRO_NUM_SECTIONS * VANDRO_COEFS_PER_SECTION,
+              "the public coefficient layout is the bundle's");
+static_assert(VANDRO_DESIGN_RATE_HZ == kDesignRateHz, "sections are designed at the public rate");
+
 void writeCoefficients(const VandroBundle* sections, float_t* out) {
     for (int k = 0; k < kBundleSections; k++) {
         const float* s = sections->sos[k];
-        out[5 * k + 0] = s[3];
-        out[5 * k + 1] = s[4];
-        out[5 * k + 2] = s[5];
-        out[5 * k + 3] = s[1];
-        out[5 * k + 4] = s[2];
+        float_t* c = out + VANDRO_COEFS_PER_SECTION * k;
+        c[0] = s[3];  // b0
+        c[1] = s[4];  // b1
+        c[2] = s[5];  // b2
+        c[3] = s[1];  // a1
+        c[4] = s[2];  // a2
     }
 }

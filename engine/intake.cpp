@@ -11,12 +11,15 @@
 #include "engine/state.h"
 #include "engine/thresholds.h"
 #include "engine/vandro.h"
-#include "engine/window.h"
+#include "util/constants.h"
+#include "util/window.h"
 #include "platform/log.h"
 
 static_assert(sizeof(float_t) == sizeof(float), "float_t must be float");
+static_assert(VANDRO_SAMPLES_PER_BUFFER == 2 * kFrames && VANDRO_FRAMES_PER_BUFFER == kFrames,
+              "a buffer is 8192 interleaved frames");
 
-constexpr double kSampleScale = 3.0517578125e-05;  // 1 / 32768
+constexpr double kSampleScale = 1.0 / kInt16Scale;
 constexpr double kFftScale = 0.00390625;           // 1 / 256
 constexpr int kDecimation = 16;
 
@@ -134,8 +137,8 @@ int VandroHandleBuffer(int16_t* samples, int count, float_t* coefficients, int m
     if (gBufferCount > kMaxBuffers) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: source has insufficient frequency span",
               VANDRO_HANDLE_BUFFER_SIG);
-        return 2;
+        return VANDRO_NOT_ENOUGH_DATA;
     }
-    if (!dataSuffices()) return 0;
+    if (!dataSuffices()) return VANDRO_COLLECTING;
     return finishMeasurement(coefficients, mode);
 }

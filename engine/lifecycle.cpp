@@ -5,7 +5,7 @@
 #include "engine/lowpass.h"
 #include "engine/state.h"
 #include "engine/vandro.h"
-#include "engine/window.h"
+#include "util/window.h"
 #include "platform/log.h"
 #include "platform/properties.h"
 
@@ -42,7 +42,7 @@ int VandroInit(void) {
     allocateIfMissing(gBinCountDec, kDecBins);
     decideRawCapture();
     VandroReset();
-    return 5;
+    return VANDRO_NUM_SECTIONS;
 }
 
 int VandroReset(void) {

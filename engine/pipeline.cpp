@@ -6,6 +6,7 @@
 #include "engine/identification.h"
 #include "engine/intake.h"
 #include "engine/state.h"
+#include "engine/vandro.h"
 #include "platform/log.h"
 
 double gMeasuredTarget[kTargetPoints] = {};
@@ -17,28 +18,28 @@ static int fitCompensation(double* target, float_t* coefficients) {
     if (coefficients == nullptr) {
         // Nowhere to put the result: refused before any work, like null samples.
         VLOGE(VANDRO_TAG_ENGINE, "%s: coefficients buffer is null", VANDRO_HANDLE_BUFFER_SIG);
-        return -1;
+        return VANDRO_REFUSED;
     }
     VandroBundle sections = {};
     if (adaptFilterCurve(&sections, target) == 0) {
         writeCoefficients(&sections, coefficients);
-        return 1;
+        return VANDRO_DONE;
     }
     VLOGE(VANDRO_TAG_ENGINE, "%s: adaptFilterCurve failed (%d)", VANDRO_HANDLE_BUFFER_SIG, -1);
     clearAccumulators();
-    return 3;
+    return VANDRO_FAILED;
 }
 
 // Mode 1: 1 for the same headset, 5 for a new one, any other code as it is.
 static int identifyHeadset() {
     int rc = curveCorrelation(deviceCurvePath(), referenceCurvePath(), kDeviceCurvePoints);
-    if (rc == 5) return 5;
-    return rc == 0 ? 1 : rc;
+    if (rc == VANDRO_NEW_HEADSET) return VANDRO_NEW_HEADSET;
+    return rc == 0 ? VANDRO_DONE : rc;
 }
 
 static int dispatchMode(double* target, float_t* coefficients, int mode) {
-    if (mode == 1) return identifyHeadset();
-    if (mode == 2) return 1;
+    if (mode == VANDRO_MODE_IDENTIFY) return identifyHeadset();
+    if (mode == VANDRO_MODE_CURVES) return VANDRO_DONE;
     return fitCompensation(target, coefficients);
 }
 
@@ -49,7 +50,7 @@ int finishMeasurement(float_t* coefficients, int mode) {
     if (rc != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: calcDeviceCurve failed (%d)", VANDRO_HANDLE_BUFFER_SIG, rc);
         clearAccumulators();
-        rc = rc == 4 ? 4 : 3;
+        rc = rc == VANDRO_REJECTED_LOAD ? VANDRO_REJECTED_LOAD : VANDRO_FAILED;
     } else {
         for (int k = 0; k < kTargetPoints; k++) gMeasuredTarget[k] = target[k];
         rc = dispatchMode(target, coefficients, mode);

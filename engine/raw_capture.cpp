@@ -2,6 +2,7 @@
 
 #include "engine/state.h"
 #include "util/curve_file.h"
+#include "util/constants.h"
 
 void captureRaw(int16_t const* samples) {
     // Capture may be flagged while its buffers are gone (VandroClose, then an
@@ -11,8 +12,8 @@ void captureRaw(int16_t const* samples) {
     double* v = gRawV + static_cast<long>(gRawCount) * kFrames;
     double* i = gRawI + static_cast<long>(gRawCount) * kFrames;
     for (int f = 0; f < kFrames; f++) {
-        v[f] = samples[2 * f + 1] / 32768.0;
-        i[f] = samples[2 * f] / 32768.0;
+        v[f] = samples[2 * f + 1] / kInt16Scale;
+        i[f] = samples[2 * f] / kInt16Scale;
     }
     gRawCount++;
     if (gRawCount != kRawBuffers) return;

@@ -1,4 +1,5 @@
 #include "models/biquad_response.h"
+#include "util/constants.h"
 
 #include <cmath>
 
@@ -13,7 +14,7 @@ static float sectionDb(float phi, const float* a, const float* b) {
 }
 
 float calculateFilterResponseAt(float f, float* a, float* b, int nSections) {
-    const double s = sin(f * 3.141592653589793 / 48000.0);
+    const double s = sin(f * kPi / kDesignRateHz);
     const float phi = static_cast<float>(s * s);
     float sum = 0.0f;
     for (int k = 0; k < nSections; k++) sum += sectionDb(phi, a + 3 * k, b + 3 * k);
@@ -22,6 +23,7 @@ float calculateFilterResponseAt(float f, float* a, float* b, int nSections) {
 
 // The maximum is kept as it is found; the responses need no array of their own.
 void normalizeFilter(float* freqs, int nFreqs, float* a, float* b, int nSections) {
+    if (nSections < 1) return;  // no last section to scale
     float m = -10000.0f;
     for (int i = 0; i < nFreqs; i++) {
         float r = calculateFilterResponseAt(freqs[i], a, b, nSections);

@@ -6,5 +6,5 @@
 // |H(e^jw)| of the cascade at f Hz; 1.0 for nSections < 1.
 float calculateFilterResponseAt(float f, float* a, float* b, int nSections);
 // Divides the last section's numerator by the cascade's largest magnitude over
-// freqs[0..nFreqs-1] (first maximum; -10000 when nFreqs is 0).
+// freqs[0..nFreqs-1] (first maximum; -10000 when nFreqs is 0). nSections < 1 writes nothing.
 void normalizeFilter(float* freqs, int nFreqs, float* a, float* b, int nSections);

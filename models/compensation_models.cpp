@@ -7,6 +7,7 @@
 #include "models/headphone_type.h"
 #include "models/sections.h"
 #include "platform/log.h"
+#include "util/constants.h"
 #include "util/filter.h"
 
 static const char kInEarSig[] =
@@ -14,7 +15,7 @@ static const char kInEarSig[] =
 static const char kConchaSig[] =
     "int calculateModelInConcha(double_t*, double_t*, double_t*, double_t, int, double_t*)";
 constexpr int kImpulseLength = 4096;
-constexpr int kCurveBins = 2048;
+constexpr int kCurveBins = kTargetCurveBins;
 
 // Working storage of one model call.
 struct ModelWork {

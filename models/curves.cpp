@@ -8,6 +8,7 @@
 #include "util/interpolation.h"
 #include "util/search.h"
 #include "util/spacing.h"
+#include "util/constants.h"
 
 // Replaces c[i] by the mean of c[i-2..i+2]; c[i-2] and c[i-1] already smoothed.
 static void smoothFive(double* c, int from, int to) {
@@ -64,7 +65,7 @@ void maxGainCheck(double* c, int n, double limit) {
 }
 
 void adaptCurve(double* c) {
-    maxGainCheck(c, 2048, 9.0);
+    maxGainCheck(c, kTargetCurveBins, 9.0);
     c[0] = c[1] = c[2] = c[3] = c[4];
     smoothFive(c, 2, 19);
 }

@@ -4,13 +4,13 @@
 
 #include "models/headphone_type.h"
 #include "platform/log.h"
+#include "util/constants.h"
 
 static const char kNotchSig[] =
     "int notch(double_t*, double_t*, double_t*, int, double_t*, double_t*, double_t, double_t, int)";
 static const char kTrebleSig[] = "int treble(double_t, double_t, double_t*, double_t*, double_t)";
 static const char kLowShelfSig[] = "int lowShelf(double_t, double_t*, double_t*, double_t)";
-constexpr double kSampleRate = 48000.0;
-constexpr double kPi = 3.141592653589793;
+constexpr double kSampleRate = kDesignRateHz;
 
 // The common peaking kernel at f Hz with quality Q and linear gain G; a flat
 // section (b equal to a) when flat is set.
@@ -117,7 +117,7 @@ int lowShelf(double p, double* a, double* b, double f) {
     double G;
     if (p < 1.5) {
         G = 0.6944910713781213;  // the value for p = 1.5
-    } else if (fabs(p) <= 2.220446049250313e-14) {
+    } else if (fabs(p) <= kZeroTolerance) {
         VLOGE(VANDRO_TAG_MODELS, "%s: bass: gVals[0] == 0.0", kLowShelfSig);
         return -1;
     } else {

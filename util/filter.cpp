@@ -6,6 +6,7 @@
 template <typename Out, typename FeedForward, typename FeedBack>
 static void directForm(int na, int nb, int n, Out out, FeedForward feedForward,
                        FeedBack feedBack) {
+    if (na < 1 || nb < 1) return;  // no a[0] or b[0]: nothing written
     for (int i = 0; i < n; i++) {
         out(i) = feedForward(0, i);
         for (int k = 1; k < nb && k <= i; k++) out(i) += feedForward(k, i);

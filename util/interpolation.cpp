@@ -41,15 +41,19 @@ int interp1f(double* x, double* y, double* xi, double* yi, int xSize, int xiSize
 }
 
 void interp1i(int* xi, float* y, float* out, int n) {
+    if (n < 1) return;
+    // out holds xi[n-1] + 1 values; knots out of order never write past it.
+    const int last = xi[n - 1];
     int j = 0;
     int prevX = 0;
     float prevY = 0.0f;
     for (int k = 0; k < n; k++) {
         if (xi[k] == j) {
-            out[j++] = y[k];
+            if (j <= last) out[j] = y[k];
+            j++;
         } else {
             const float slope = (y[k] - prevY) / (float)(xi[k] - prevX);
-            for (; j <= xi[k]; j++) out[j] = prevY + (float)(j - prevX) * slope;
+            for (; j <= xi[k] && j <= last; j++) out[j] = prevY + (float)(j - prevX) * slope;
         }
         prevX = xi[k];
         prevY = y[k];

@@ -1,10 +1,11 @@
 #include "util/search.h"
+#include "util/constants.h"
 
 #include <cfloat>
 #include <cmath>
 
-constexpr double kDoubleZero = 2.220446049250313e-14;  // 100 x double epsilon
-constexpr float kFloatZero = 1.1920928955078125e-05f;  // 100 x float epsilon
+constexpr double kDoubleZero = kZeroTolerance;
+constexpr float kFloatZero = static_cast<float>(kRealTolerance);
 
 // Collects the indices i < n for which keep(i) holds, at most maxCount.
 template <typename Keep>
@@ -49,6 +50,7 @@ int findMin(double* a, int n) {
 }
 
 void getMin(double* a, int from, int to, double& min, int& index) {
+    if (from < 0) return;  // before the array: nothing written
     min = a[from];
     index = from;
     for (int i = from + 1; i < to; i++) {
@@ -60,6 +62,7 @@ void getMin(double* a, int from, int to, double& min, int& index) {
 }
 
 int locateLessThan(double* a, int from, int to, double value) {
+    if (from < 0) return -1;  // before the array
     for (int i = from; i < to; i++)
         if (a[i] < value) return i;
     return -1;

@@ -17,9 +17,10 @@ int findLargerThan(std::complex<double>* a, int n, double threshold, int* idx, i
                    bool real, bool absolute);
 // Index of the smallest element (first of ties); 0 for n < 2.
 int findMin(double* a, int n);
-// Smallest of a[from..to-1] and its index (first of ties); a[from] when the range is one long.
+// Smallest of a[from..to-1] and its index (first of ties); a[from] when the range
+// is one long. from < 0 writes nothing.
 void getMin(double* a, int from, int to, double& min, int& index);
-// First i in [from, to) with a[i] < value; -1 if none.
+// First i in [from, to) with a[i] < value; -1 if none or from < 0.
 int locateLessThan(double* a, int from, int to, double value);
 // First index with a[i] > value, n if none (an upper-bound search on ascending grids).
 int find(float* a, int n, float value);

@@ -46,7 +46,7 @@ double leastSquares(double* x, double* y, int n) {
 }
 
 void decimate(float* in, int n, float* out, int m) {
-    if (m < 1) return;
+    if (m < 1 || n < 1) return;
     const int step = n / m;
     for (int j = 0; j < m; j++) out[j] = in[j * step];
 }

@@ -12,7 +12,8 @@ double corr(double* x, double* y, int n);
 double sum(double* x, int n);
 // Sum of (x[i] - y[i])^2 in index order; 0.0 for n < 1.
 double leastSquares(double* x, double* y, int n);
-// out[j] = in[j * (n / m)] for j < m: picking, no filtering.
+// out[j] = in[j * (n / m)] for j < m: picking, no filtering. m < 1 or n < 1
+// writes nothing.
 void decimate(float* in, int n, float* out, int m);
 // sqrt(sum of x[i]^2 / n): squares in single precision, summed in double.
 float rms(float* x, int n);

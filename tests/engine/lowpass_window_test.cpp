@@ -5,7 +5,7 @@
 
 #include "engine/lowpass.h"
 #include "engine/state.h"
-#include "engine/window.h"
+#include "util/window.h"
 
 TEST(Lowpass, DcGainIsTheKeptConstantAndStateCarriesAcrossCalls) {
     initLowpass();

@@ -1,9 +1,11 @@
-#include "engine/window.h"
+#include "util/window.h"
 
 #include <cmath>
 
+#include "util/constants.h"
+
 void createHanningWindow(double* w, int n) {
-    for (int i = 0; i < n; i++) w[i] = 0.5 * (1.0 - cos(2.0 * M_PI * i / (n - 1)));
+    for (int i = 0; i < n; i++) w[i] = 0.5 * (1.0 - cos(2.0 * kPi * i / (n - 1)));
 }
 
 void applyHanningWindow(double* w, kiss_fft_cpx* x, int n) {
