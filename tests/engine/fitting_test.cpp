@@ -100,21 +100,25 @@ TEST(Fitting, StepBoundaries) {
     EXPECT_EQ(checkSections(&first), 0);
 }
 
-// The realised cascade of the 25 coefficients against the target curve as the
-// fit reads it (linspace 0..24 kHz), in dB with the level offset removed: RMS
-// from 20 Hz to 20 kHz on a log grid.
+// The realised cascade of the 25 coefficients, decoded as vandro.h states the
+// layout (section k at [5k .. 5k+4] = b0 b1 b2 a1 a2, a0 = 1, 48 kHz), against
+// the target curve as the fit reads it (linspace 0..24 kHz), in dB with the
+// level offset removed: RMS from 20 Hz to 20 kHz on a log grid.
 static double rmsDeviation(const float* c) {
     std::vector<double> diff;
     for (int i = 0; i < 200; i++) {
-        double f = 20 * pow(1000.0, i / 199.0), h = 1.0;
-        for (int k = 0; k < 5; k++) {
-            float a[3] = {1, c[5 * k + 3], c[5 * k + 4]}, b[3] = {c[5 * k], c[5 * k + 1], c[5 * k + 2]};
-            h *= complexGain(a, b, f);
+        const double f = 20 * pow(1000.0, i / 199.0);
+        const std::complex<double> z1 = std::polar(1.0, -2 * M_PI * f / VANDRO_DESIGN_RATE_HZ);
+        const std::complex<double> z2 = z1 * z1;
+        std::complex<double> h = 1.0;
+        for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
+            const float* s = c + VANDRO_COEFS_PER_SECTION * k;
+            h *= (1.0 * s[0] + 1.0 * s[1] * z1 + 1.0 * s[2] * z2) / (1.0 + 1.0 * s[3] * z1 + 1.0 * s[4] * z2);
         }
         double pos = f / (24000.0 / 2047);
         int k = static_cast<int>(pos);
         double t = gMeasuredTarget[k] + (pos - k) * (gMeasuredTarget[k + 1] - gMeasuredTarget[k]);
-        diff.push_back(20 * log10(h) - t);
+        diff.push_back(20 * log10(std::abs(h)) - t);
     }
     double mean = 0, sq = 0;
     for (double d : diff) mean += d / diff.size();
