@@ -11,12 +11,14 @@ seconds=${1:-60}
 build=${VANDRO_FUZZ_BUILD_DIR:-build-fuzz}
 bash scripts/setup.sh
 command -v clang++-14 > /dev/null || { echo "fuzz: clang-14 is needed (apt-get install clang-14 libclang-rt-14-dev)" >&2; exit 1; }
+targets="handle_buffer_fuzz curve_file_fuzz design_fuzz numeric_api_fuzz"
+mkdir -p "$build"
 CC=clang-14 CXX=clang++-14 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVANDRO_FUZZ=ON -DVANDRO_TESTS=OFF -DVANDRO_BENCH=OFF > /dev/null
-cmake --build "$build" -j2 --target handle_buffer_fuzz curve_file_fuzz design_fuzz > "$build.log" 2>&1 \
-  || { tail -40 "$build.log"; exit 1; }
+cmake --build "$build" -j2 --target $targets > "$build/build.log" 2>&1 \
+  || { tail -40 "$build/build.log"; exit 1; }
 status=0
-for target in handle_buffer_fuzz curve_file_fuzz design_fuzz; do
+for target in $targets; do
   corpus="$build/corpus/$target"
   artifacts="$build/artifacts/$target/"
   mkdir -p "$corpus" "$artifacts"

@@ -7,9 +7,10 @@ cd "$(dirname "$0")/.."
 build=${VANDRO_BUILD_DIR:-build}
 
 bash scripts/setup.sh
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo > "$build.configure.log" 2>&1 \
-  || { cat "$build.configure.log"; exit 1; }
-cmake --build "$build" -j2 --target vandro_cli > "$build.build.log" 2>&1 \
-  || { tail -50 "$build.build.log"; exit 1; }
+mkdir -p "$build"
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo > "$build/configure.log" 2>&1 \
+  || { cat "$build/configure.log"; exit 1; }
+cmake --build "$build" -j2 --target vandro_cli > "$build/build.log" 2>&1 \
+  || { tail -50 "$build/build.log"; exit 1; }
 mkdir -p docs
 "$build/tools/vandro" measure --plot docs/measure.png --json "$build/measure.json" "$@"

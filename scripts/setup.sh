@@ -12,6 +12,7 @@ packages=(
   libsndfile1-dev               # the simulator's WAV files
   libcli11-dev nlohmann-json3-dev python3 python3-matplotlib   # the vandro program and its plots
   valgrind clang-14 libclang-rt-14-dev                           # memcheck and the fuzz targets
+  blueprint-tools               # bpfmt: Android.bp stays well-formed
 )
 
 missing=()
