@@ -76,7 +76,7 @@ int freqToIr(double* curveDb, int nFFT, double* ir, int irLength) {
         VLOGE(VANDRO_TAG_MATLAB, "%s: nFFT length %d is not even", kFreqToIrSig, nFFT);
         return -1;
     }
-    if (irLength > 2 * nFFT) {
+    if (static_cast<long long>(irLength) > 2LL * nFFT) {
         VLOGE(VANDRO_TAG_MATLAB, "%s: irLength %d is longer than 2 nFFT", kFreqToIrSig, irLength);
         return -1;
     }

@@ -70,8 +70,10 @@ int zp2sos(cd* z, cd* p, int n, double k, VandroBundle* sos, double* gain) {
 
 int tf2sos(double* b, double* a, int n, VandroBundle* sos, double* gain) {
     static const char sig[] = "int tf2sos(double_t*, double_t*, int, VandroBundle*, double_t*)";
-    if (n < 1) {
-        VLOGE(VANDRO_TAG_MATLAB, "%s: coefficient count %d is below 1", sig, n);
+    // One coefficient has no order to factor (and eqtflength's order of at
+    // least 1 would read past it).
+    if (n < 2) {
+        VLOGE(VANDRO_TAG_MATLAB, "%s: coefficient count %d is below 2", sig, n);
         return -1;
     }
     int order;

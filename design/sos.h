@@ -19,7 +19,7 @@ typedef struct VandroBundle {
 } VandroBundle;
 
 // Factors b/a (n coefficients each) into sos and writes gain = b[0]/a[0].
-// 0, -1 for n or the order below 1 or the order above kMaxSosOrder, or the
+// 0, -1 for n below 2, the order below 1 or the order above kMaxSosOrder, or the
 // failing step's code (each step logs).
 int tf2sos(double* b, double* a, int n, VandroBundle* sos, double* gain);
 // Pairs, orders and groups n zeros and n poles into sos; gain = k. 0, -1 for

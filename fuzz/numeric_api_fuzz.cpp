@@ -285,7 +285,7 @@ void models(Input& in) {
     addFFTCurves(&cfg, signal.data(), out.data(), acc.data(), std::min(points, plan));
     free(cfg);
     const int sections = in.boundedCount(16), nFreqs = in.boundedCount(64);
-    std::vector<float> sa = singles(in, 3 * sections), sb = singles(in, 3 * sections), freqs = singles(in, nFreqs);
+    std::vector<float> sa = singles(in, 3 * std::max(sections, 0)), sb = singles(in, 3 * std::max(sections, 0)), freqs = singles(in, nFreqs);
     calculateFilterResponseAt(in.single(), sa.data(), sb.data(), sections);
     normalizeFilter(freqs.data(), nFreqs, sa.data(), sb.data(), sections);
 }

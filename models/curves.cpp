@@ -41,6 +41,7 @@ static int nearestLoudness(double f) {
 }
 
 int loudCurve(double* freq, double* height, int n, double* out) {
+    // With no resonance there is no first frequency to read: curve 0.
     int index = n >= 1 ? nearestLoudness(freq[0]) : 0;
     int p0 = findPeak(freq, height, n, 40.0, 400.0);
     int p1 = findPeak(freq, height, n, 2000.0, 4000.0);

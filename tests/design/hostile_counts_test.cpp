@@ -73,7 +73,7 @@ TEST(HostileCounts, SectionCodeRefusesOrdersBeyondItsStackArrays) {
         {"cplxpair -5", [] { return cplxpair(gZ.data(), -5, gOut.data()); }},
         {"cplxpair 0", [] { return cplxpair(gZ.data(), 0, gOut.data()); }},
         {"tf2sos order 64", [] { return tf2sos(gB.data(), gA.data(), 200, &gBundle, &gGain); }},
-        {"tf2sos count 0", [] { return tf2sos(gB.data(), gA.data(), 0, &gBundle, &gGain); }},
+        {"tf2sos count 1", [] { return tf2sos(gB.data(), gA.data(), 1, &gBundle, &gGain); }},
         {"tf2sos count -3", [] { return tf2sos(gB.data(), gA.data(), -3, &gBundle, &gGain); }},
     };
     // The one line each refusal logs, at error priority under "VandroCalc-Matlab".
@@ -86,8 +86,8 @@ TEST(HostileCounts, SectionCodeRefusesOrdersBeyondItsStackArrays) {
         kCplxpair + ": count -5 is outside 1..63",
         kCplxpair + ": count 0 is outside 1..63",
         kTf2sos + ": order 64" + above,
-        kTf2sos + ": coefficient count 0 is below 1",
-        kTf2sos + ": coefficient count -3 is below 1",
+        kTf2sos + ": coefficient count 1 is below 2",
+        kTf2sos + ": coefficient count -3 is below 2",
     };
     for (size_t i = 0; i < table.size(); i++) {
         clearLog();
