@@ -13,7 +13,7 @@ class Lifecycle : public ::testing::Test {
 };
 
 TEST_F(Lifecycle, InitAllocatesAndLogsAndASecondInitReusesButClears) {
-    EXPECT_EQ(VandroInit(), 5);
+    EXPECT_EQ(VandroInit(), VANDRO_NUM_SECTIONS);
     EXPECT_EQ(countLog(4, "VandroCalc", "VandroInit"), 1);
     ASSERT_NE(gSpecV, nullptr);
     ASSERT_NE(gFftCfg, nullptr);
@@ -30,7 +30,7 @@ TEST_F(Lifecycle, InitAllocatesAndLogsAndASecondInitReusesButClears) {
     gBufferCount = 50;
     gLowpassY[4] = 2.0;
 
-    EXPECT_EQ(VandroInit(), 5);
+    EXPECT_EQ(VandroInit(), VANDRO_NUM_SECTIONS);
     EXPECT_EQ(gSpecV, accumulator);         // reused, not reallocated
     EXPECT_EQ(gBinCountDec, counts);
     EXPECT_EQ(gSpecV[3], 0.0);       // but cleared

@@ -16,7 +16,7 @@ class Robustness : public EngineTest {
     int feedUntilAnswered(std::vector<int16_t>& buf, int mode = 0) {
         float c[25];
         int rc = 0;
-        for (int b = 0; b < 130 && rc == 0; b++) rc = VandroHandleBuffer(buf.data(), 16384, c, mode);
+        for (int b = 0; b < 130 && rc == 0; b++) rc = VandroHandleBuffer(buf.data(), VANDRO_SAMPLES_PER_BUFFER, c, mode);
         VandroReset();
         return rc;
     }
@@ -52,13 +52,13 @@ TEST_F(Robustness, CallsInAnyOrder) {
     std::vector<int16_t> silence(16384, 0);
     VandroClose();
     VandroClose();
-    EXPECT_EQ(VandroHandleBuffer(silence.data(), 16384, nullptr, 0), -1);
+    EXPECT_EQ(VandroHandleBuffer(silence.data(), VANDRO_SAMPLES_PER_BUFFER, nullptr, 0), -1);
     EXPECT_EQ(VandroReset(), 0);  // with nothing allocated: a plan and a window, no accumulators
-    EXPECT_EQ(VandroHandleBuffer(silence.data(), 16384, nullptr, 0), -1);
+    EXPECT_EQ(VandroHandleBuffer(silence.data(), VANDRO_SAMPLES_PER_BUFFER, nullptr, 0), -1);
     EXPECT_EQ(VandroResetRetry(), 0);
     EXPECT_EQ(VandroDefault(), -1);  // no measurement yet
-    EXPECT_EQ(VandroInit(), 5);
-    EXPECT_EQ(VandroHandleBuffer(silence.data(), 16384, nullptr, 0), 0);
+    EXPECT_EQ(VandroInit(), VANDRO_NUM_SECTIONS);
+    EXPECT_EQ(VandroHandleBuffer(silence.data(), VANDRO_SAMPLES_PER_BUFFER, nullptr, 0), 0);
     VandroClose();
 }
 

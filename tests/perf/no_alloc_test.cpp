@@ -50,14 +50,14 @@ TEST(Allocation, NoneWhileCollecting) {
     gAllocations = 0;
     gCounting = true;
     int rc = 0;
-    for (int b = 0; b < 37 && rc == 0; b++) rc = VandroHandleBuffer(&buffers[b * 16384], 16384, c, 0);
+    for (int b = 0; b < 37 && rc == 0; b++) rc = VandroHandleBuffer(&buffers[b * 16384], VANDRO_SAMPLES_PER_BUFFER, c, 0);
     gCounting = false;
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(gAllocations, 0);
 
     // The counter does count: the 38th buffer runs the pipeline, which allocates.
     gCounting = true;
-    VandroHandleBuffer(&buffers[0], 16384, c, 0);
+    VandroHandleBuffer(&buffers[0], VANDRO_SAMPLES_PER_BUFFER, c, 0);
     gCounting = false;
     EXPECT_GT(gAllocations, 0);
     resetEngine();

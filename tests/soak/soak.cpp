@@ -45,7 +45,7 @@ int main(int argc, char** argv) {
         VandroReset();
         float c[25] = {};
         int rc = 0;
-        for (int b = 0; b < 40 && rc == 0; b++) rc = VandroHandleBuffer(&captures[which][b * 16384], 16384, c, mode);
+        for (int b = 0; b < 40 && rc == 0; b++) rc = VandroHandleBuffer(&captures[which][b * 16384], VANDRO_SAMPLES_PER_BUFFER, c, mode);
         if (m % 50 == 0) VandroDefault();
         if (mode == 0 && rc == 1) {
             std::vector<float> coeffs(c, c + 25);

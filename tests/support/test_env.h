@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
-constexpr int kBufferValues = 16384;  // one full buffer: 8192 interleaved frames
+#include "engine/vandro.h"
+
+constexpr int kBufferValues = VANDRO_SAMPLES_PER_BUFFER;
 
 // Closes the engine, zeroes the counters and the capture state, unsets the
 // raw-capture property, empties the storage root and the log.
@@ -45,7 +47,7 @@ struct CaptureOptions;
 struct Measurement {
     int result = 0;
     int buffers = 0;  // buffers fed until the first non-zero result
-    float coefficients[25] = {};
+    float coefficients[VANDRO_NUM_COEFS] = {};
 };
 // Feeds the simulated capture of a load through VandroHandleBuffer (after a
 // VandroReset) until it answers non-zero, at most 130 buffers.
