@@ -3,6 +3,7 @@
 #include <string>
 
 #include "engine/curve_store.h"
+#include "engine/diagnostics.h"
 #include "engine/resonance_search.h"
 #include "engine/smooth_log.h"
 #include "engine/state.h"
@@ -12,7 +13,7 @@
 
 static const char kNewCurvesSig[] = "int newCurves(double_t*&, double_t*&)";
 
-constexpr int kAxisPoints = 256;
+constexpr int kAxisPoints = kCurveAxisPoints;
 constexpr int kLowPoints = 71;       // yNew[0..70]: smoothed decimated bins 8..78
 constexpr int kLowFirstBin = 8;
 constexpr int kSecondStart = 67;     // the second smoothing covers yNew[67..227]
@@ -42,11 +43,15 @@ static void merge(const double* lowZ, const double* lowAxis, const double* fullA
     for (int i = 0; i < kDeviceCurvePoints; i++) yNew[i] *= kCurveScale;
 }
 
+int curveAxes(double* fullAxis, double* lowAxis) {
+    if (linspace(0.0, 22050.0, fullAxis, kAxisPoints) != 0) return -1;
+    return linspace(0.0, 1378.0, lowAxis, kAxisPoints);
+}
+
 // Builds the curve into yNew/fNew (228 each) with work arrays of 256.
 static int buildCurves(double* yNew, double* fNew, double* fullAxis, double* lowAxis,
                        double* lowZ) {
-    if (linspace(0.0, 22050.0, fullAxis, kAxisPoints) != 0 ||
-        linspace(0.0, 1378.0, lowAxis, kAxisPoints) != 0) {
+    if (curveAxes(fullAxis, lowAxis) != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: linspace failed", kNewCurvesSig);
         return -1;
     }
@@ -81,11 +86,13 @@ int classifyLoad(const double* yNew) {
     // A resistor varies by less than 0.1 ohm plus 1 % of its mid value.
     if (kResistorOffset + 0.5 * (kResistorShare * (lo + hi)) > hi - lo) {
         VLOGE(VANDRO_TAG_ENGINE, "Imp variation range = %.2f -> classified as resistor.", hi - lo);
+        recordReason("load rejected: the impedance varies too little (a resistor)");
         return 4;
     }
     // Written so that a NaN also counts as a line input.
     if (!(yNew[0] < 200.0)) {
         VLOGE(VANDRO_TAG_ENGINE, "yNew[0] = %f, High impedance line in", yNew[0]);
+        recordReason("load rejected: 200 ohm or more at the lowest frequency (a line input)");
         return 4;
     }
     return 0;
@@ -99,6 +106,7 @@ int calcDeviceCurve(double* target, int n) {
         // Every run leaves its curve on storage, a rejected load's too.
         std::string path = deviceCurvePath();
         exportCurve(yNew, kDeviceCurvePoints, path);
+        recordDeviceCurve(yNew, fNew);
         rc = classifyLoad(yNew);
     }
     if (rc == 0) rc = searchResonances(yNew, fNew, target, n);

@@ -7,6 +7,10 @@
 
 constexpr int kTargetPoints = kTargetCurveBins;
 
+constexpr int kCurveAxisPoints = 256;
+// The two analysis axes in Hz: full rate linspace(0, 22050, 256), decimated
+// linspace(0, 1378, 256); bin k at index k. 0 or -1.
+int curveAxes(double* fullAxis, double* lowAxis);
 // Builds the smoothed device curve from the accumulators into new arrays of 228
 // values (ohms, hertz) that the caller releases with delete[]. 0 or -1.
 int newCurves(double*& yNew, double*& fNew);

@@ -9,6 +9,7 @@
 #include "platform/log.h"
 #include "util/complex_array.h"
 #include "util/constants.h"
+#include "engine/diagnostics.h"
 #include "engine/vandro.h"
 #include "util/interpolation.h"
 #include "util/spacing.h"
@@ -52,14 +53,17 @@ static int factorFit(double* b, double* a, VandroBundle* sections, double* gain)
     int rc = roots(a, kOrder + 1, poles);
     if (rc != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: Unacceptable roots", kAdaptSig);
+        recordReason("the fit's denominator has no usable roots");
         return rc;
     }
     if ((rc = zeroes(poles, kOrder, index)) != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: Unstable filter", kAdaptSig);
+        recordReason("the fitted filter is unstable (a pole on or outside the unit circle)");
         return rc;
     }
     if ((rc = tf2sos(b, a, kOrder + 1, sections, gain)) != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: tf2sos failed", kAdaptSig);
+        recordReason("the fit could not be factored into sections");
         return rc;
     }
     return 0;
@@ -82,6 +86,7 @@ int checkAt10Hz(VandroBundle* s) {
         if (fabsf(v) > 2.0f) {
             VLOGE(VANDRO_TAG_ENGINE, "BiQuad %d gave a filter response of %f at 10Hz", k,
                   static_cast<double>(v));
+            recordReason("a section's response at 10 Hz is outside 0.1 .. 10");
             return -1;
         }
     }
@@ -125,6 +130,7 @@ int checkSections(VandroBundle* s) {
         roots(a, 3, sectionPoles);
         if (zeroes(sectionPoles, 2, index) != 0) {
             VLOGE(VANDRO_TAG_ENGINE, "Unstable parameter in biQuad %d", k);
+            recordReason("a section is unstable after conditioning");
             return -1;
         }
     }
@@ -147,6 +153,7 @@ int adaptFilterCurve(VandroBundle* sections, double* target) {
     int rc = irCalculation(target, ir);
     if (rc != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: irCalculation failed", kAdaptSig);
+        recordReason("the impulse response could not be made from the target curve");
         delete[] ir;
         return rc;
     }

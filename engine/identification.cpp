@@ -1,5 +1,6 @@
 #include "engine/identification.h"
 
+#include "engine/diagnostics.h"
 #include "platform/log.h"
 #include "util/curve_file.h"
 #include "util/statistics.h"
@@ -9,7 +10,10 @@ constexpr double kSameHeadset = 0.92f;  // single-precision 0.92, compared in do
 
 static int importOrLog(const std::string& path, double* curve, int n) {
     int rc = importCurve(path.c_str(), curve, n);
-    if (rc != 0) VLOGE(VANDRO_TAG_ENGINE, "%s: importCurve failed (%d)", kCorrelationSig, rc);
+    if (rc != 0) {
+        VLOGE(VANDRO_TAG_ENGINE, "%s: importCurve failed (%d)", kCorrelationSig, rc);
+        recordReason("identification could not read a curve file (is a reference stored?)");
+    }
     return rc;
 }
 
@@ -22,6 +26,7 @@ static int compareCurves(double* device, double* reference, int n) {
     const double scale = reference[1] / device[1];
     for (int i = 0; i < n; i++) device[i] *= scale;
     const double c = corr(reference, device, n);
+    recordCorrelation(c, kSameHeadset);
     // Unordered (NaN) passes as the same headset, as the greater-than test always has.
     if (!(c <= kSameHeadset)) return 0;
     VLOGI(VANDRO_TAG_ENGINE, "New Headset Detected");

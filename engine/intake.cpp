@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "engine/intake.h"
+#include "engine/diagnostics.h"
 #include "engine/lowpass.h"
 #include "engine/pipeline.h"
 #include "engine/raw_capture.h"
@@ -120,7 +121,7 @@ static bool dataSuffices() {
     for (int j = 0; j < kFullBins; j++)
         if (gBinCount[j] < kFullCap) return false;
     for (int k = kDecFirstBin; k <= kDecLastBin; k++)
-        if (gBinCountDec[k] <= 36) return false;
+        if (gBinCountDec[k] < kDecNeeded) return false;
     return true;
 }
 
@@ -130,15 +131,22 @@ int VandroHandleBuffer(int16_t* samples, int count, float_t* coefficients, int m
     int rc = readBuffer(samples, blocks);
     if (rc != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: readBuffer failed (%d)", VANDRO_HANDLE_BUFFER_SIG, rc);
+        recordReason("the call was refused: no engine buffers or no samples");
+        recordResult(rc);
         return rc;
     }
+    recordBuffer();
     gBufferCount++;
     // Checked before sufficiency: the 121st call answers 2 even if it completed the data.
     if (gBufferCount > kMaxBuffers) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: source has insufficient frequency span",
               VANDRO_HANDLE_BUFFER_SIG);
+        recordReason("not enough data after 120 buffers: some bins were never filled");
+        recordResult(VANDRO_NOT_ENOUGH_DATA);
         return VANDRO_NOT_ENOUGH_DATA;
     }
     if (!dataSuffices()) return VANDRO_COLLECTING;
-    return finishMeasurement(coefficients, mode);
+    rc = finishMeasurement(coefficients, mode);
+    recordResult(rc);
+    return rc;
 }

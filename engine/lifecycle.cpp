@@ -2,6 +2,7 @@
 // VandroClose releases them.
 #include <cstdlib>
 
+#include "engine/diagnostics.h"
 #include "engine/lowpass.h"
 #include "engine/state.h"
 #include "engine/vandro.h"
@@ -52,6 +53,7 @@ int VandroReset(void) {
     createHanningWindow(gHanning, kFftSize);
     clearAccumulators();
     VandroResetRetry();
+    recordNewMeasurement();
     return 0;
 }
 

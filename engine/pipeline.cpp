@@ -2,14 +2,13 @@
 
 #include "engine/curve_store.h"
 #include "engine/device_curve.h"
+#include "engine/diagnostics.h"
 #include "engine/fitting.h"
 #include "engine/identification.h"
 #include "engine/intake.h"
 #include "engine/state.h"
 #include "engine/vandro.h"
 #include "platform/log.h"
-
-double gMeasuredTarget[kTargetPoints] = {};
 
 // Mode 0 (any mode but 1 and 2): the fit. The caller's buffer is written only
 // on success; on failure the accumulators are cleared so that the next call
@@ -18,11 +17,13 @@ static int fitCompensation(double* target, float_t* coefficients) {
     if (coefficients == nullptr) {
         // Nowhere to put the result: refused before any work, like null samples.
         VLOGE(VANDRO_TAG_ENGINE, "%s: coefficients buffer is null", VANDRO_HANDLE_BUFFER_SIG);
+        recordReason("the call was refused: no coefficient buffer for a fit");
         return VANDRO_REFUSED;
     }
     VandroBundle sections = {};
     if (adaptFilterCurve(&sections, target) == 0) {
         writeCoefficients(&sections, coefficients);
+        recordCoefficients(coefficients);
         return VANDRO_DONE;
     }
     VLOGE(VANDRO_TAG_ENGINE, "%s: adaptFilterCurve failed (%d)", VANDRO_HANDLE_BUFFER_SIG, -1);
@@ -52,7 +53,7 @@ int finishMeasurement(float_t* coefficients, int mode) {
         clearAccumulators();
         rc = rc == VANDRO_REJECTED_LOAD ? VANDRO_REJECTED_LOAD : VANDRO_FAILED;
     } else {
-        for (int k = 0; k < kTargetPoints; k++) gMeasuredTarget[k] = target[k];
+        recordTarget(target);
         rc = dispatchMode(target, coefficients, mode);
     }
     delete[] target;

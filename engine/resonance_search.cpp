@@ -1,5 +1,7 @@
 #include "engine/resonance_search.h"
 
+#include "engine/diagnostics.h"
+
 #include <Eigen/Dense>
 #include <cmath>
 #include <vector>
@@ -10,9 +12,6 @@
 #include "util/search.h"
 #include "util/sort.h"
 
-int gMeasuredHeadphoneType = 1;
-ResonanceList gMeasuredResonances = {};
-double gMeasuredGain = 0.0;
 
 static const char kCalcSig[] = "int calcDeviceCurve(double_t*, int)";
 constexpr double kFlatSpan = 0.1f;     // single-precision constants, kept so
@@ -142,14 +141,16 @@ int findResonances(const double* v, const double* f, ResonanceList* list) {
 
 // Type 1 runs the in-ear model, type 0 the concha model, any other none.
 static int runModel(ResonanceList& list, double gain, double* target) {
-    gMeasuredHeadphoneType = getHeadphoneType(list.freq, list.q, list.height);
+    const int type = getHeadphoneType(list.freq, list.q, list.height);
+    recordSearch(list, type, gain);
     int rc = 0;
-    if (gMeasuredHeadphoneType == 1)
+    if (type == 1)
         rc = calculateModelInEar(list.freq, list.q, list.height, gain, list.n, target);
-    else if (gMeasuredHeadphoneType == 0)
+    else if (type == 0)
         rc = calculateModelInConcha(list.freq, list.q, list.height, gain, list.n, target);
     if (rc != 0) {
         VLOGE(VANDRO_TAG_ENGINE, "%s: calculateCurve failed", kCalcSig);
+        recordReason("the compensation model could not create any section");
         return -1;
     }
     return 0;
@@ -162,12 +163,17 @@ int searchResonances(const double* yNew, const double* fNew, double* target, int
     int count = baselineStaircase(v.data(), s);
     if (count <= 10) {
         VLOGE(VANDRO_TAG_ENGINE, "Cant establish if enough information has been gathered");
+        recordReason("the resonance search found no baseline (the curve is too flat)");
         return -1;
     }
-    gMeasuredGain = normaliseCurve(v.data(), fNew, s, count);
+    const double gain = normaliseCurve(v.data(), fNew, s, count);
     // An empty list reads as zeros, so the type decision never reads past it.
-    gMeasuredResonances = ResonanceList();
-    int rc = findResonances(v.data(), fNew, &gMeasuredResonances);
-    if (rc == 0) rc = runModel(gMeasuredResonances, gMeasuredGain, target);
+    ResonanceList* list = new ResonanceList();
+    int rc = findResonances(v.data(), fNew, list);
+    if (rc == 0)
+        rc = runModel(*list, gain, target);
+    else
+        recordReason("the resonance search found no resonances");
+    delete list;
     return rc;
 }

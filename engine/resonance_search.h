@@ -13,13 +13,6 @@ struct ResonanceList {
     int n;
 };
 
-// Headphone type decided by the last resonance search (beside the models' own
-// gHeadphoneType, which this search does not write), and the resonance list
-// and model gain it was decided from, kept for diagnosis.
-extern int gMeasuredHeadphoneType;
-extern ResonanceList gMeasuredResonances;
-extern double gMeasuredGain;
-
 // The baseline staircase of v[0..216], ascending, into s (at most 216 entries);
 // its length.
 int baselineStaircase(const double* v, int* s);

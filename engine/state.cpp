@@ -1,5 +1,9 @@
 #include "engine/state.h"
 
+const std::string gRootPath = VANDRO_STORAGE_ROOT;
+const std::string gDebugPath = gRootPath + "/debug";
+const std::string gDataPath = gRootPath + "/data";
+
 double* gSpecV = nullptr;
 double* gSpecI = nullptr;
 double* gSpecVDec = nullptr;

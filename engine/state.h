@@ -20,14 +20,16 @@ constexpr int kRawValues = kRawBuffers * kFrames;  // 819200 per channel
 constexpr int kMaxBuffers = 120;       // buffers granted per budget
 constexpr int kFullCap = 600;          // blocks per full-rate bin
 constexpr double kFullDivisor = 600.0;
+constexpr int kDecNeeded = 37;       // spectra a decimated bin needs before the data suffice
 constexpr double kDecCap = 37.5;       // a decimated bin takes spectra while its count is below this
 constexpr double kDecDivisor = 37.5;
 constexpr int kLowpassTaps = 9;
 
-// Storage paths; every module holds its own copy, built at load time.
-static const std::string gRootPath = VANDRO_STORAGE_ROOT;
-static const std::string gDebugPath = gRootPath + "/debug";
-static const std::string gDataPath = gRootPath + "/data";
+// Storage paths under the root fixed when the library's objects are compiled
+// (state.cpp alone sees VANDRO_STORAGE_ROOT).
+extern const std::string gRootPath;
+extern const std::string gDebugPath;  // gRootPath + "/debug"
+extern const std::string gDataPath;   // gRootPath + "/data"
 
 extern double* gSpecV;        // [157] full-rate V: running sum of magnitude/600
 extern double* gSpecI;        // [157] full-rate I, likewise

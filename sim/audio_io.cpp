@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "sim/capture.h"
@@ -58,6 +59,8 @@ bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string
 
 // One value per line, as the library writes them.
 static bool readValues(const std::string& path, std::vector<double>* values, std::string* error) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) return fail(error, path + ": is a directory, not a raw capture");
     std::ifstream in(path);
     if (!in.is_open()) return fail(error, path + ": cannot read: " + strerror(errno));
     values->clear();

@@ -2,57 +2,124 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <vector>
+
+#include "engine/vandro.h"
 
 static int fail(const std::string& message) {
     fprintf(stderr, "vandro: %s\n", message.c_str());
     return 1;
 }
 
-// The 25 coefficients of a report, b0 b1 b2 a1 a2 per section.
-static bool readCoefficients(const std::string& path, double c[25], std::string* error) {
+// The 25 coefficients of a report (b0 b1 b2 a1 a2 per section), checked: five
+// rows of five finite numbers whose sections are stable.
+static bool readCoefficients(const std::string& path, double c[VANDRO_NUM_COEFS], std::string* error) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        *error = path + ": is a directory, not a report";
+        return false;
+    }
     std::ifstream in(path);
     if (!in) {
         *error = path + ": cannot read";
         return false;
     }
-    nlohmann::json j = nlohmann::json::parse(in, nullptr, false);
-    if (j.is_discarded() || !j.contains("coefficients") || j["coefficients"].size() != 5) {
+    const nlohmann::json j = nlohmann::json::parse(in, nullptr, false);
+    if (j.is_discarded()) {
+        *error = path + ": not a JSON report";
+        return false;
+    }
+    if (!j.is_object() || !j.contains("coefficients") || !j["coefficients"].is_array() ||
+        j["coefficients"].size() != VANDRO_NUM_SECTIONS) {
         *error = path + ": not a report of a finished fit (no 5 x 5 coefficients)";
         return false;
     }
-    for (int k = 0; k < 5; k++) {
+    for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
         const nlohmann::json& row = j["coefficients"][k];
-        if (!row.is_array() || row.size() != 5) {
+        if (!row.is_array() || row.size() != VANDRO_COEFS_PER_SECTION) {
             *error = path + ": coefficient row " + std::to_string(k) + " is not 5 numbers";
             return false;
         }
-        for (int i = 0; i < 5; i++) c[5 * k + i] = row[i].get<double>();
+        for (int i = 0; i < VANDRO_COEFS_PER_SECTION; i++) {
+            if (!row[i].is_number() || !std::isfinite(row[i].get<double>())) {
+                *error = path + ": coefficient " + std::to_string(i) + " of section " + std::to_string(k) +
+                         " is not a finite number";
+                return false;
+            }
+            c[VANDRO_COEFS_PER_SECTION * k + i] = row[i].get<double>();
+        }
+        // 1 + a1 z^-1 + a2 z^-2 has both roots inside the unit circle exactly when:
+        const double a1 = c[VANDRO_COEFS_PER_SECTION * k + 3], a2 = c[VANDRO_COEFS_PER_SECTION * k + 4];
+        if (!(fabs(a2) < 1.0 && fabs(a1) < 1.0 + a2)) {
+            *error = path + ": section " + std::to_string(k) + " is unstable (a1 " + std::to_string(a1) +
+                     ", a2 " + std::to_string(a2) + "); refusing to apply it";
+            return false;
+        }
     }
     return true;
 }
 
+// The major format libsndfile writes for a file name's extension; 0 if none.
+static int majorFormatFor(const std::string& path, std::string* known) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    if (!ext.empty()) ext = ext.substr(1);
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char ch) { return std::tolower(ch); });
+    if (ext == "aif") ext = "aiff";
+    int count = 0;
+    sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
+    int found = 0;
+    for (int m = 0; m < count; m++) {
+        SF_FORMAT_INFO info = {};
+        info.format = m;
+        sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info);
+        *known += std::string(known->empty() ? "." : ", .") + info.extension;
+        if (found == 0 && !ext.empty() && ext == info.extension) found = info.format;
+    }
+    return found;
+}
+
+// The input's own sample format when the output's container takes it, else the first that fits.
+static int outputFormat(int major, int inputFormat, int channels, int rate) {
+    const int subtypes[] = {inputFormat & SF_FORMAT_SUBMASK, SF_FORMAT_PCM_16, SF_FORMAT_PCM_24,
+                            SF_FORMAT_FLOAT, SF_FORMAT_VORBIS, SF_FORMAT_OPUS};
+    for (int sub : subtypes) {
+        SF_INFO probe = {};
+        probe.format = major | sub;
+        probe.channels = channels;
+        probe.samplerate = rate;
+        if (sf_format_check(&probe)) return probe.format;
+    }
+    return 0;
+}
+
 int applyReport(const std::string& report, const std::string& input, const std::string& output) {
-    double c[25];
+    double c[VANDRO_NUM_COEFS];
     std::string err;
     if (!readCoefficients(report, c, &err)) return fail(err);
+    std::string known;
+    const int major = majorFormatFor(output, &known);
+    if (major == 0)
+        return fail(output + ": unknown audio format for this name (libsndfile writes " + known + ")");
     SF_INFO info = {};
     SNDFILE* in = sf_open(input.c_str(), SFM_READ, &info);
     if (in == nullptr) return fail(input + ": cannot read: " + sf_strerror(nullptr));
     std::vector<double> x(static_cast<size_t>(info.frames) * info.channels);
     sf_readf_double(in, x.data(), info.frames);
     sf_close(in);
-    if (info.samplerate != 48000)
-        fprintf(stderr, "vandro: note: the sections are designed for 48000 Hz; %s is %d Hz\n",
-                input.c_str(), info.samplerate);
+    if (info.samplerate != VANDRO_DESIGN_RATE_HZ)
+        fprintf(stderr, "vandro: note: the sections are designed for %d Hz; %s is %d Hz\n",
+                VANDRO_DESIGN_RATE_HZ, input.c_str(), info.samplerate);
     // Direct form I per section and channel, in double.
     for (int ch = 0; ch < info.channels; ch++) {
-        for (int k = 0; k < 5; k++) {
-            const double* s = c + 5 * k;
+        for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
+            const double* s = c + VANDRO_COEFS_PER_SECTION * k;
             double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
             for (sf_count_t n = 0; n < info.frames; n++) {
                 double& v = x[n * info.channels + ch];
@@ -72,13 +139,20 @@ int applyReport(const std::string& report, const std::string& input, const std::
         peak = std::max(peak, fabs(v));
         if (fabs(v) > 1.0) clipped++;
     }
-    SNDFILE* out = sf_open(output.c_str(), SFM_WRITE, &info);
+    SF_INFO outInfo = {};
+    outInfo.channels = info.channels;
+    outInfo.samplerate = info.samplerate;
+    outInfo.format = outputFormat(major, info.format, info.channels, info.samplerate);
+    if (outInfo.format == 0)
+        return fail(output + ": this format cannot hold " + std::to_string(info.channels) + " channel(s) at " +
+                    std::to_string(info.samplerate) + " Hz");
+    SNDFILE* out = sf_open(output.c_str(), SFM_WRITE, &outInfo);
     if (out == nullptr) return fail(output + ": cannot write: " + sf_strerror(nullptr));
     sf_command(out, SFC_SET_CLIPPING, nullptr, SF_TRUE);
     sf_writef_double(out, x.data(), frames);
     sf_close(out);
-    printf("Filtered %ld frames, %d channel(s): peak %.3f (%.2f dBFS)\n", frames,
-           info.channels, peak, 20 * log10(peak > 0 ? peak : 1e-12));
+    printf("Filtered %ld frames, %d channel(s): peak %.3f (%.2f dBFS)\n", frames, info.channels, peak,
+           20 * log10(peak > 0 ? peak : 1e-12));
     if (clipped > 0) printf("warning: %ld samples clipped at full scale\n", clipped);
     return 0;
 }

@@ -1,64 +1,85 @@
 #!/usr/bin/env python3
 """Draws a vandro JSON report: the impedance curve with its resonances, and the
-target compensation with the realised five-section response and each section."""
+target compensation with the realised five-section response and each section.
+The picture's format follows the output's extension (PNG when it has none).
+Any failure is one line on stderr and a non-zero status, never a traceback."""
 import json
+import os
 import sys
 
 
-def main():
-    if len(sys.argv) != 3:
-        print("usage: plot.py REPORT.json OUT.png", file=sys.stderr)
-        return 1
-    try:
-        import matplotlib
-        matplotlib.use("Agg")
-        import matplotlib.pyplot as plt
-    except ImportError:
-        print("plot: matplotlib is not installed (Debian: apt-get install python3-matplotlib)",
-              file=sys.stderr)
-        return 2
-    try:
-        with open(sys.argv[1]) as f:
-            report = json.load(f)
-    except (OSError, ValueError) as e:
-        print(f"plot: cannot read {sys.argv[1]}: {e}", file=sys.stderr)
-        return 1
+class PlotError(Exception):
+    pass
 
-    fig, (imp, comp) = plt.subplots(2, 1, figsize=(10, 8.5))
+
+def draw(report, out):
+    import matplotlib
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    fig, (imp, comp) = plt.subplots(2, 1, figsize=(10, 8.5), sharex=True)
+    supported = fig.canvas.get_supported_filetypes()
+    ext = os.path.splitext(out)[1].lower().lstrip(".")
+    fmt = ext or "png"
+    if fmt not in supported:
+        raise PlotError(f"unknown picture format '.{ext}' (use one of: "
+                        + ", ".join("." + e for e in sorted(supported)) + ")")
+
     title = f"{report['source']['name']}: result {report['result']} ({report['result_meaning']})"
-    fig.suptitle(title, fontsize=11)
+    if report.get("headphone_type") is not None:
+        title += (f"\nheadphone type {report['headphone_type_name']} ({report['headphone_type']}),"
+                  f" model gain {report['model_gain']:.0f}")
+    fig.suptitle(title, fontsize=10)
 
+    shade_coverage(report, imp)
     curve = report.get("device_curve")
     if curve:
-        imp.semilogx(curve["freq_hz"], curve["ohms"], color="tab:blue", label="device curve")
+        pts = [(f, z) for f, z in zip(curve["freq_hz"], curve["ohms"]) if z is not None]
+        imp.semilogx([p[0] for p in pts], [p[1] for p in pts], color="tab:blue", label="device curve")
+        if report.get("load_curve"):
+            load = report["load_curve"]
+            imp.semilogx(load["freq_hz"], load["ohms"], color="tab:gray", lw=0.8, alpha=0.8,
+                         label="load |Z| (input)")
+        reference = report.get("reference_curve")
+        if reference:
+            ident = report.get("identification") or {}
+            corr = ident.get("correlation")
+            label = "reference curve" + (f" (correlation {corr:.3f})" if corr is not None else "")
+            imp.semilogx(reference["freq_hz"], reference["ohms"], color="tab:green", lw=1, label=label)
         for i, r in enumerate(report.get("resonances", [])):
-            imp.axvline(r["freq_hz"], color="tab:red", alpha=0.4, linestyle="--",
+            imp.axvline(r["freq_hz"], color="tab:red", alpha=0.35, linestyle="--",
                         label="resonances" if i == 0 else None)
-        imp.legend(loc="upper right")
+            imp.annotate(f"{r['freq_hz']:.0f} Hz\nQ {r['q']:.1f}", (r["freq_hz"], 1.0),
+                         xycoords=("data", "axes fraction"), fontsize=7, va="top", ha="left",
+                         color="tab:red")
+        if report["result"] == 4:
+            imp.axhline(200, color="tab:purple", linestyle=":",
+                        label="line-input threshold (200 ohm at the lowest frequency)")
+        imp.legend(loc="center right", fontsize=8)
     else:
-        imp.text(0.5, 0.5, "no device curve", ha="center", transform=imp.transAxes)
-    imp.set_xlabel("frequency (Hz)")
+        imp.text(0.5, 0.5, "no device curve: this run did not reach it", ha="center",
+                 transform=imp.transAxes)
     imp.set_ylabel("impedance (ohm)")
-    imp.set_xlim(40, 20000)
     imp.grid(True, which="both", alpha=0.3)
 
     target = report.get("target_curve")
     if target:
-        pairs = [(f, d) for f, d in zip(target["freq_hz"], target["db"]) if f >= 20]
-        comp.semilogx([p[0] for p in pairs], [p[1] for p in pairs], color="black", lw=2,
-                      label="target")
+        pairs = [(f, d) for f, d in zip(target["freq_hz"], target["db"]) if f >= 20 and d is not None]
+        comp.semilogx([p[0] for p in pairs], [p[1] for p in pairs], color="black", lw=2, label="target")
     realised = report.get("realised")
     if realised:
-        offset = report["deviation"]["level_offset_db"]
+        dev = report.get("deviation") or {}
+        offset = dev.get("level_offset_db", 0.0)
         comp.semilogx(realised["freq_hz"], [v - offset for v in realised["db"]], color="tab:orange",
                       lw=1.5, label=f"realised cascade (moved {-offset:+.1f} dB onto the target)")
         for k, sec in enumerate(realised["sections_db"]):
             comp.semilogx(realised["freq_hz"], sec, lw=0.8, alpha=0.6, label=f"section {k}")
-        dev = report["deviation"]
-        comp.set_title(f"realised vs target: RMS {dev['rms_db']:.3f} dB", fontsize=10)
+        if dev:
+            comp.set_title(f"realised vs target: RMS {dev['rms_db']:.3f} dB", fontsize=10)
     if not target and not realised:
-        comp.text(0.5, 0.5, "no target curve (the load was rejected or the search failed)",
-                  ha="center", transform=comp.transAxes)
+        reason = report.get("reason") or report["result_meaning"]
+        comp.text(0.5, 0.5, "no target curve: " + reason, ha="center", wrap=True,
+                  transform=comp.transAxes)
     comp.set_xlabel("frequency (Hz)")
     comp.set_ylabel("gain (dB)")
     comp.set_xlim(20, 20000)
@@ -66,7 +87,49 @@ def main():
     if target or realised:
         comp.legend(loc="lower left", fontsize=8, ncol=2)
     fig.tight_layout()
-    fig.savefig(sys.argv[2], dpi=110)
+    with open(out, "wb") as f:
+        fig.savefig(f, format=fmt, dpi=110)
+
+
+def shade_coverage(report, ax):
+    bands = report.get("coverage") or []
+    for i, b in enumerate(bands):
+        lo, hi = b["from_hz"], b["to_hz"]
+        if hi <= lo:
+            hi = lo * 1.02
+        ax.axvspan(lo, hi, color="tab:orange", alpha=0.25,
+                   label="short of data" if i == 0 else None)
+        ax.annotate(f"{b['accepted']}/{b['needed']}", ((lo * hi) ** 0.5, 0.05),
+                    xycoords=("data", "axes fraction"), fontsize=7, ha="center")
+    if bands and not report.get("device_curve"):
+        ax.set_xscale("log")
+        ax.legend(loc="upper right", fontsize=8)
+
+
+def main():
+    if len(sys.argv) != 3:
+        print("plot: usage: plot.py REPORT.json OUT.png", file=sys.stderr)
+        return 2
+    try:
+        with open(sys.argv[1]) as f:
+            report = json.load(f)
+    except (OSError, ValueError) as e:
+        print(f"cannot read {sys.argv[1]}: {e}", file=sys.stderr)
+        return 1
+    try:
+        draw(report, sys.argv[2])
+    except ImportError:
+        print("matplotlib is not installed (Debian: apt-get install python3-matplotlib)", file=sys.stderr)
+        return 1
+    except PlotError as e:
+        print(str(e), file=sys.stderr)
+        return 1
+    except OSError as e:
+        print(f"cannot write {sys.argv[2]}: {e.strerror}", file=sys.stderr)
+        return 1
+    except Exception as e:  # a report this script does not understand
+        print(f"cannot draw {sys.argv[1]}: {type(e).__name__}: {e}", file=sys.stderr)
+        return 1
     return 0
 
 

@@ -2,135 +2,276 @@
 
 #include <cmath>
 #include <cstdio>
-#include <fstream>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tools/coverage.h"
+
+using nlohmann::json;
+
+Report makeReport(const RunInfo& info, SessionResult run) {
+    Report rep;
+    rep.info = info;
+    rep.run = std::move(run);
+    const DiagnosticRecord& d = *rep.run.record;
+    if (d.haveCoefficients) {
+        rep.response = realisedResponse(d.coefficients, d.haveTarget ? d.targetDb : nullptr);
+        rep.haveResponse = true;
+    }
+    return rep;
+}
+
 std::string resultMeaning(int result, const std::string& mode, bool inputEnded) {
-    if (inputEnded && result == 0) return "the input ended before the library had enough data";
+    if (inputEnded && result == VANDRO_COLLECTING)
+        return "the input ended before the library had enough data";
     switch (result) {
-        case 1:
+        case VANDRO_DONE:
             if (mode == "identify") return "same headset as the stored reference";
             if (mode == "curve") return "device and target curves done";
             return "done: 25 coefficients written";
-        case 2: return "not enough data after 120 buffers (source has insufficient frequency span)";
-        case 3: return "the measurement failed (see the reason below)";
-        case 4: return "load rejected: a resistor or a high-impedance line input";
-        case 5: return "new headset: differs from the stored reference";
+        case VANDRO_NOT_ENOUGH_DATA: return "not enough data after 120 buffers (source has insufficient frequency span)";
+        case VANDRO_FAILED: return "the measurement failed";
+        case VANDRO_REJECTED_LOAD: return "load rejected: a resistor or a high-impedance line input";
+        case VANDRO_NEW_HEADSET: return "new headset: differs from the stored reference";
         default: return "the library refused the call";
     }
 }
 
 int exitStatus(const SessionResult& r) {
-    if (r.inputEnded && r.result == 0) return 6;
-    if (r.result == 1) return 0;
-    if (r.result >= 2 && r.result <= 5) return r.result;
-    return 7;
+    if (r.inputEnded && r.result == VANDRO_COLLECTING) return kExitInputEnded;
+    if (r.result == VANDRO_DONE) return kExitDone;
+    if (r.result >= VANDRO_NOT_ENOUGH_DATA && r.result <= VANDRO_NEW_HEADSET) return r.result;
+    return kExitRefused;
 }
 
-static void printCurve(const Diagnosis& d) {
-    if (!d.haveCurve) {
-        printf("Device curve: none on storage\n");
+const char* headphoneTypeName(int type) { return type == 0 ? "concha" : (type == 1 ? "in-ear" : ""); }
+
+static bool unfinished(const SessionResult& r) {
+    return r.result == VANDRO_COLLECTING || r.result == VANDRO_NOT_ENOUGH_DATA;
+}
+
+static std::string dbfs(double v) {
+    if (!std::isfinite(v)) return "silent";
+    char s[32];
+    snprintf(s, sizeof s, "%.1f dBFS", v);
+    return s;
+}
+
+static void printCapture(const CaptureCheck& c) {
+    printf("Capture: I peak %s, RMS %s; V peak %s, RMS %s; %ld clipped samples\n", dbfs(c.peakDbfs[0]).c_str(),
+           dbfs(c.rmsDbfs[0]).c_str(), dbfs(c.peakDbfs[1]).c_str(), dbfs(c.rmsDbfs[1]).c_str(),
+           c.clippedSamples);
+    if (c.clippedSamples > 0)
+        printf("  warning: %ld samples at full scale: the capture clipped, the curve is distorted\n",
+               c.clippedSamples);
+    if (!c.hint.empty()) printf("  hint: %s\n", c.hint.c_str());
+}
+
+static void printCoverage(const DiagnosticRecord& d) {
+    if (!d.haveCoverage) return;
+    std::vector<ShortBand> bands = shortBands(d.coverage);
+    printf("Coverage: %zu band(s) short of data\n", bands.size());
+    for (const ShortBand& b : bands)
+        printf("  %-9s %8.1f .. %8.1f Hz (%d bins): %d of %d %s\n", b.path.c_str(), b.fromHz, b.toHz, b.bins,
+               b.accepted, b.needed, b.path == "full" ? "blocks" : "spectra");
+}
+
+static void printCurve(const DiagnosticRecord& d) {
+    if (!d.haveDeviceCurve) {
+        printf("Device curve: none (this run did not reach it)\n");
         return;
     }
     auto at = [&](double f) {
-        size_t i = 0;
-        while (i + 1 < d.curveFreq.size() && d.curveFreq[i + 1] <= f) i++;
+        int i = 0;
+        while (i + 1 < kDeviceCurvePoints && d.curveHz[i + 1] <= f) i++;
         return d.curveOhms[i];
     };
-    size_t lo = 0, hi = 0;
-    for (size_t i = 0; i < d.curveOhms.size(); i++) {
+    int lo = 0, hi = 0;
+    for (int i = 0; i < kDeviceCurvePoints; i++) {
         if (d.curveOhms[i] < d.curveOhms[lo]) lo = i;
         if (d.curveOhms[i] > d.curveOhms[hi]) hi = i;
     }
-    printf("Device curve (228 points, 43 Hz .. 13.9 kHz):\n");
+    printf("Device curve (%d points, %.0f Hz .. %.1f kHz):\n", kDeviceCurvePoints, d.curveHz[0],
+           d.curveHz[kDeviceCurvePoints - 1] / 1000);
     printf("  |Z| at 100 Hz %.2f ohm, at 1 kHz %.2f ohm\n", at(100), at(1000));
-    printf("  minimum %.2f ohm at %.0f Hz, maximum %.2f ohm at %.0f Hz\n", d.curveOhms[lo],
-           d.curveFreq[lo], d.curveOhms[hi], d.curveFreq[hi]);
+    printf("  minimum %.2f ohm at %.0f Hz, maximum %.2f ohm at %.0f Hz\n", d.curveOhms[lo], d.curveHz[lo],
+           d.curveOhms[hi], d.curveHz[hi]);
 }
 
-static void printResonances(const Diagnosis& d) {
+static void printSearch(const DiagnosticRecord& d) {
     if (!d.searched) return;
-    const char* type = d.headphoneType == 0 ? "concha" : (d.headphoneType == 1 ? "in-ear" : "none");
-    printf("Headphone type: %s (%d); model gain %.0f\n", type, d.headphoneType, d.modelGain);
-    printf("Resonances (from the stored curve):\n");
-    for (const Resonance& r : d.resonances)
-        printf("  %8.1f Hz   q %7.3f   height %7.3f\n", r.freq, r.q, r.height);
+    printf("Headphone type: %s (%d); model gain %.0f\n", headphoneTypeName(d.headphoneType), d.headphoneType,
+           d.modelGain);
+    printf("Resonances, as the library found them:\n");
+    for (int i = 0; i < d.resonances.n; i++)
+        printf("  %8.1f Hz   q %7.3f   height %7.3f\n", d.resonances.freq[i], d.resonances.q[i],
+               d.resonances.height[i]);
 }
 
-static void printCoefficients(const SessionResult& r, const Diagnosis& d) {
-    printf("Coefficients, one section per row:\n");
+static void printCoefficients(const Report& rep) {
+    const float* c = rep.run.record->coefficients;
+    printf("Coefficients, one section per row (48 kHz; a0 = 1):\n");
     printf("             b0            b1            b2            a1            a2\n");
-    for (int k = 0; k < 5; k++) {
+    for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
         printf("  %d", k);
-        for (int i = 0; i < 5; i++) printf("  %12.8f", r.coefficients[5 * k + i]);
+        for (int i = 0; i < VANDRO_COEFS_PER_SECTION; i++) printf("  %12.8f", c[VANDRO_COEFS_PER_SECTION * k + i]);
         printf("\n");
     }
-    if (!d.targetDb.empty())
+    const Response& r = rep.response;
+    if (r.compared)
         printf("Realised cascade vs target, 20 Hz .. 20 kHz: RMS %.3f dB, largest %.3f dB at %.0f Hz "
                "(level offset %.2f dB removed)\n",
-               d.rmsDeviationDb, d.maxDeviationDb, d.maxDeviationAt, d.levelOffsetDb);
+               r.rmsDb, r.maxDb, r.maxAtHz, r.levelOffsetDb);
 }
 
-void printReport(const RunInfo& info, const SessionResult& r, const Diagnosis& d) {
+// The curve files that exist now, by name.
+static std::vector<std::string> curveFiles(const std::string& root) {
+    std::vector<std::string> names;
+    for (const char* n : {"device_impedance.dat", "default_device_impedance.dat"}) {
+        std::error_code ec;
+        if (std::filesystem::is_regular_file(root + "/data/" + n, ec)) names.push_back(n);
+    }
+    return names;
+}
+
+void printReport(const Report& rep) {
+    const RunInfo& info = rep.info;
+    const SessionResult& r = rep.run;
+    const DiagnosticRecord& d = *r.record;
     printf("vandro %s: %s, mode %s\n", info.command.c_str(), info.source.c_str(), info.mode.c_str());
     if (!info.sourceNote.empty()) printf("  %s\n", info.sourceNote.c_str());
     if (info.simulated)
         printf("  seed %lu, level %.1f dBFS, %s\n", info.seed, info.levelDbfs,
                std::isinf(info.snrDb) ? "no noise" : ("SNR " + std::to_string(info.snrDb) + " dB").c_str());
-    if (info.clippedSamples > 0) printf("  warning: %ld samples clipped in the capture\n", info.clippedSamples);
+    printCapture(r.capture);
     printf("Result %d: %s\n", r.result, resultMeaning(r.result, info.mode, r.inputEnded).c_str());
     printf("Buffers used: %d\n", r.buffers);
-    for (const LoggedLine& l : r.log)
-        if (l.priority >= 6 || l.text == "New Headset Detected")
-            printf("  library: %s\n", l.text.c_str());
+    if (d.reason != nullptr) printf("Reason: %s\n", d.reason);
+    for (const LogLine& l : r.log)
+        if (l.priority >= 6 || l.text == "New Headset Detected") printf("  library: %s\n", l.text.c_str());
+    if (unfinished(r)) printCoverage(d);
     printCurve(d);
-    printResonances(d);
-    if (r.result == 1 && info.mode == "fit") printCoefficients(r, d);
-    printf("Curve files: %s/data (device_impedance.dat, default_device_impedance.dat)\n",
-           info.storageRoot.c_str());
+    printSearch(d);
+    if (d.identified)
+        printf("Identification: correlation %.4f, threshold %.2f: %s\n", d.correlation, d.sameHeadsetThreshold,
+               r.result == VANDRO_DONE ? "same headset" : "new headset");
+    if (d.haveCoefficients) printCoefficients(rep);
+    std::vector<std::string> files = curveFiles(info.storageRoot);
+    std::string list;
+    for (const std::string& f : files) list += (list.empty() ? "" : ", ") + f;
+    printf("Curve files: %s/data (%s)\n", info.storageRoot.c_str(), files.empty() ? "none" : list.c_str());
 }
 
-bool writeJson(const std::string& path, const RunInfo& info, const SessionResult& r,
-               const Diagnosis& d, std::string* error) {
-    using nlohmann::json;
+// A number, or null when it is not finite (the caller says why beside it).
+static json number(double v) { return std::isfinite(v) ? json(v) : json(nullptr); }
+
+static json numbers(const double* v, int n, bool* anyNull) {
+    json a = json::array();
+    for (int i = 0; i < n; i++) {
+        a.push_back(number(v[i]));
+        if (!std::isfinite(v[i])) *anyNull = true;
+    }
+    return a;
+}
+
+static json captureJson(const CaptureCheck& c) {
+    json j = {{"peak_dbfs", {number(c.peakDbfs[0]), number(c.peakDbfs[1])}},
+              {"rms_dbfs", {number(c.rmsDbfs[0]), number(c.rmsDbfs[1])}},
+              {"clipped_samples", c.clippedSamples},
+              {"hint", c.hint.empty() ? json(nullptr) : json(c.hint)}};
+    if (!std::isfinite(c.rmsDbfs[0]) || !std::isfinite(c.rmsDbfs[1]))
+        j["null_because"] = "a silent channel has no level in dBFS";
+    return j;
+}
+
+static json coverageJson(const DiagnosticRecord& d) {
+    json a = json::array();
+    for (const ShortBand& b : shortBands(d.coverage))
+        a.push_back({{"path", b.path}, {"from_hz", b.fromHz}, {"to_hz", b.toHz}, {"accepted", b.accepted},
+                     {"needed", b.needed}, {"bins", b.bins}});
+    return a;
+}
+
+static json curveJson(const DiagnosticRecord& d) {
+    if (!d.haveDeviceCurve) return nullptr;
+    bool anyNull = false;
+    json j = {{"freq_hz", numbers(d.curveHz, kDeviceCurvePoints, &anyNull)},
+              {"ohms", numbers(d.curveOhms, kDeviceCurvePoints, &anyNull)}};
+    if (anyNull) j["null_because"] = "the library's smoothing gave values that are not finite";
+    return j;
+}
+
+static json targetJson(const DiagnosticRecord& d) {
+    if (!d.haveTarget) return nullptr;
+    std::vector<double> hz(kTargetCurveBins);
+    for (int k = 0; k < kTargetCurveBins; k++) hz[k] = targetBinHz(k);
+    bool anyNull = false;
+    json j = {{"freq_hz", hz}, {"db", numbers(d.targetDb, kTargetCurveBins, &anyNull)}};
+    if (anyNull) j["null_because"] = "the model gave values that are not finite";
+    return j;
+}
+
+std::string reportJson(const Report& rep) {
+    const RunInfo& info = rep.info;
+    const SessionResult& r = rep.run;
+    const DiagnosticRecord& d = *r.record;
     json j;
+    j["schema"] = 1;
     j["command"] = info.command;
     j["source"] = {{"name", info.source}, {"note", info.sourceNote}, {"simulated", info.simulated}};
     if (info.simulated) {
         j["source"]["seed"] = info.seed;
         j["source"]["level_dbfs"] = info.levelDbfs;
-        j["source"]["snr_db"] = std::isinf(info.snrDb) ? json(nullptr) : json(info.snrDb);
+        j["source"]["snr_db"] = number(info.snrDb);
     }
     j["mode"] = info.mode;
     j["result"] = r.result;
     j["result_meaning"] = resultMeaning(r.result, info.mode, r.inputEnded);
     j["exit_status"] = exitStatus(r);
+    j["reason"] = d.reason != nullptr ? json(d.reason) : json(nullptr);
     j["buffers"] = r.buffers;
     j["storage_root"] = info.storageRoot;
+    j["capture"] = captureJson(r.capture);
+    j["coverage"] = unfinished(r) && d.haveCoverage ? coverageJson(d) : json::array();
     j["log"] = json::array();
-    for (const LoggedLine& l : r.log) j["log"].push_back({{"priority", l.priority}, {"tag", l.tag}, {"text", l.text}});
-    if (d.haveCurve) j["device_curve"] = {{"freq_hz", d.curveFreq}, {"ohms", d.curveOhms}};
-    if (d.searched) {
-        j["headphone_type"] = d.headphoneType;
-        j["model_gain"] = d.modelGain;
-        j["resonances"] = json::array();
-        for (const Resonance& x : d.resonances) j["resonances"].push_back({{"freq_hz", x.freq}, {"q", x.q}, {"height", x.height}});
-        j["target_curve"] = {{"freq_hz", d.targetFreq}, {"db", d.targetDb}};
+    for (const LogLine& l : r.log) j["log"].push_back({{"priority", l.priority}, {"tag", l.tag}, {"text", l.text}});
+    j["device_curve"] = curveJson(d);
+    j["headphone_type"] = d.searched ? json(d.headphoneType) : json(nullptr);
+    j["headphone_type_name"] = d.searched ? json(headphoneTypeName(d.headphoneType)) : json(nullptr);
+    j["model_gain"] = d.searched ? number(d.modelGain) : json(nullptr);
+    j["resonances"] = json::array();
+    for (int i = 0; d.searched && i < d.resonances.n; i++)
+        j["resonances"].push_back({{"freq_hz", number(d.resonances.freq[i])}, {"q", number(d.resonances.q[i])},
+                                   {"height", number(d.resonances.height[i])}});
+    j["target_curve"] = targetJson(d);
+    j["reference_curve"] = nullptr;
+    if (!rep.referenceOhms.empty()) {
+        bool anyNull = false;
+        j["reference_curve"] = {{"freq_hz", numbers(d.curveHz, kDeviceCurvePoints, &anyNull)},
+                                {"ohms", numbers(rep.referenceOhms.data(), kDeviceCurvePoints, &anyNull)}};
     }
-    if (r.result == 1 && info.mode == "fit") {
+    j["identification"] = nullptr;
+    if (d.identified)
+        j["identification"] = {{"correlation", number(d.correlation)},
+                               {"threshold", d.sameHeadsetThreshold},
+                               {"same", r.result == VANDRO_DONE}};
+    j["coefficients"] = nullptr;
+    j["coefficient_order"] = {"b0", "b1", "b2", "a1", "a2"};
+    j["sample_rate_hz"] = VANDRO_DESIGN_RATE_HZ;
+    j["realised"] = nullptr;
+    j["deviation"] = nullptr;
+    if (d.haveCoefficients) {
         json rows = json::array();
-        for (int k = 0; k < 5; k++)
-            rows.push_back(std::vector<float>(r.coefficients + 5 * k, r.coefficients + 5 * k + 5));
-        j["coefficients"] = rows;  // b0 b1 b2 a1 a2 per section, as the library returned them
-        j["realised"] = {{"freq_hz", d.responseFreq}, {"db", d.responseDb}, {"sections_db", d.sectionDb}};
-        j["deviation"] = {{"rms_db", d.rmsDeviationDb}, {"max_db", d.maxDeviationDb},
-                          {"max_at_hz", d.maxDeviationAt}, {"level_offset_db", d.levelOffsetDb}};
+        for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
+            const float* s = d.coefficients + VANDRO_COEFS_PER_SECTION * k;
+            rows.push_back(std::vector<float>(s, s + VANDRO_COEFS_PER_SECTION));  // as returned
+        }
+        j["coefficients"] = rows;
+        const Response& resp = rep.response;
+        j["realised"] = {{"freq_hz", resp.freqHz}, {"db", resp.db}, {"sections_db", resp.sectionsDb}};
+        if (resp.compared)
+            j["deviation"] = {{"rms_db", resp.rmsDb}, {"max_db", resp.maxDb}, {"max_at_hz", resp.maxAtHz},
+                              {"level_offset_db", resp.levelOffsetDb}};
     }
-    std::ofstream out(path);
-    if (!out) {
-        if (error != nullptr) *error = path + ": cannot write";
-        return false;
-    }
-    out << j.dump(1) << "\n";
-    return out.good();
+    return j.dump(1) + "\n";
 }

@@ -1,10 +1,25 @@
-// The report of one run: printed for a person, written as JSON for tools and plots.
+// The report of one run: printed for a person, written as JSON for tools and
+// plots. It shows only what this run computed.
 #pragma once
 
 #include <string>
+#include <vector>
 
-#include "tools/diagnosis.h"
+#include "tools/response.h"
 #include "tools/session.h"
+
+// The program's exit statuses (README, --help).
+enum ExitStatus {
+    kExitDone = 0,          // result 1
+    kExitUsage = 1,         // bad arguments or unreadable, malformed files
+    kExitNotEnough = 2,     // result 2
+    kExitFailed = 3,        // result 3
+    kExitRejected = 4,      // result 4
+    kExitNewHeadset = 5,    // result 5
+    kExitInputEnded = 6,    // the input ended before the library answered
+    kExitRefused = 7,       // the library refused the call
+    kExitNoPicture = 8      // the picture could not be drawn (the report was written)
+};
 
 struct RunInfo {
     std::string command;      // measure, replay
@@ -15,14 +30,23 @@ struct RunInfo {
     unsigned long seed = 0;
     double levelDbfs = 0, snrDb = 0;
     bool simulated = false;
-    long clippedSamples = 0;
 };
 
+// Everything the report shows of one run.
+struct Report {
+    RunInfo info;
+    SessionResult run;
+    Response response;        // the realised cascade, when the fit wrote coefficients
+    bool haveResponse = false;
+    std::vector<double> referenceOhms;  // the stored reference, in identify mode
+};
+
+Report makeReport(const RunInfo& info, SessionResult run);
 // One-line meaning of a result for the mode it was asked in.
 std::string resultMeaning(int result, const std::string& mode, bool inputEnded);
-// The program's exit status for a run (documented in the README and --help).
 int exitStatus(const SessionResult& r);
-void printReport(const RunInfo& info, const SessionResult& r, const Diagnosis& d);
-// Writes the report as JSON; false with a reason on failure.
-bool writeJson(const std::string& path, const RunInfo& info, const SessionResult& r,
-               const Diagnosis& d, std::string* error);
+void printReport(const Report& report);
+// The report as JSON text (schema 1).
+std::string reportJson(const Report& report);
+// Names of the headphone types: "in-ear", "concha", or "" for none.
+const char* headphoneTypeName(int type);

@@ -4,6 +4,7 @@
 #include <complex>
 #include <vector>
 
+#include "engine/diagnostics.h"
 #include "engine/fitting.h"
 #include "engine/pipeline.h"
 #include "engine/resonance_search.h"
@@ -117,7 +118,7 @@ static double rmsDeviation(const float* c) {
         }
         double pos = f / (24000.0 / 2047);
         int k = static_cast<int>(pos);
-        double t = gMeasuredTarget[k] + (pos - k) * (gMeasuredTarget[k + 1] - gMeasuredTarget[k]);
+        double t = diagnosticsRecord()->targetDb[k] + (pos - k) * (diagnosticsRecord()->targetDb[k + 1] - diagnosticsRecord()->targetDb[k]);
         diff.push_back(20 * log10(std::abs(h)) - t);
     }
     double mean = 0, sq = 0;
@@ -136,7 +137,7 @@ TEST(Fitting, EveryPresetEndsAsItsNoteSays) {
         EXPECT_EQ(m.result, fits ? 1 : 4) << load.name << "\n" << dumpLog();
         EXPECT_EQ(m.buffers, 38) << load.name;
         if (!fits) continue;
-        EXPECT_EQ(gMeasuredHeadphoneType, load.note.find("type 0") != std::string::npos ? 0 : 1)
+        EXPECT_EQ(diagnosticsRecord()->headphoneType, load.note.find("type 0") != std::string::npos ? 0 : 1)
             << load.name;
         for (int k = 0; k < 5; k++) EXPECT_LT(fabsf(m.coefficients[5 * k]), 2.0f) << load.name;
         double rms = rmsDeviation(m.coefficients);

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <vector>
 
+#include "engine/diagnostics.h"
 #include "engine/resonance_search.h"
 #include "engine/state.h"
 #include "engine/vandro.h"
@@ -127,9 +128,9 @@ TEST(ResonanceSearch, PresetsAreTypedAndTheirResonancesFound) {
     resetEngine();
     VandroInit();
     ASSERT_EQ(measurePreset("earbud-32", 2).result, 1);
-    EXPECT_EQ(gMeasuredHeadphoneType, 0);  // strong, broad low resonance: concha
+    EXPECT_EQ(diagnosticsRecord()->headphoneType, 0);  // strong, broad low resonance: concha
     EXPECT_EQ(gHeadphoneType, 0);
-    const ResonanceList& r = gMeasuredResonances;
+    const ResonanceList& r = diagnosticsRecord()->resonances;
     ASSERT_GE(r.n, 3);
     // The smoothing moves the low peak up (110 Hz in the load); the kHz peaks stay put.
     EXPECT_NEAR(r.freq[0], 110.0, 35.0);
@@ -143,7 +144,7 @@ TEST(ResonanceSearch, PresetsAreTypedAndTheirResonancesFound) {
 
     for (const char* inEar : {"inear-16", "dual-ba"}) {
         ASSERT_EQ(measurePreset(inEar, 2).result, 1) << inEar;
-        EXPECT_EQ(gMeasuredHeadphoneType, 1) << inEar;
+        EXPECT_EQ(diagnosticsRecord()->headphoneType, 1) << inEar;
     }
     resetEngine();
 }

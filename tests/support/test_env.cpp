@@ -5,11 +5,13 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "engine/diagnostics.h"
 #include "engine/state.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
@@ -18,6 +20,7 @@
 
 void resetEngine() {
     VandroClose();
+    diagnosticsEnable(true);  // the tests read what each run computed
     gCollectRaw = false;
     gRawCount = 0;
     gBufferCount = 0;
@@ -29,10 +32,7 @@ void resetEngine() {
 
 std::string storageRoot() { return gRootPath; }
 
-void makeDirs(const std::string& path) {
-    std::string cmd = "mkdir -p '" + path + "'";
-    if (system(cmd.c_str()) != 0) abort();
-}
+void makeDirs(const std::string& path) { std::filesystem::create_directories(path); }
 
 void EngineTest::SetUp() {
     resetEngine();
@@ -43,8 +43,8 @@ void EngineTest::SetUp() {
 void EngineTest::TearDown() { resetEngine(); }
 
 void removeTree(const std::string& path) {
-    std::string cmd = "rm -rf '" + path + "'";
-    if (system(cmd.c_str()) != 0) abort();
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
 }
 
 bool fileExists(const std::string& path) {

@@ -1,12 +1,16 @@
-// The vandro program as a user runs it: exit statuses, error lines, reports.
+// The vandro program as a user runs it (its test build, on the suite's storage
+// root): exit statuses, error lines, reports that show only this run.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <sys/wait.h>
 
+#include "engine/vandro.h"
 #include "sim/audio_io.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
@@ -15,24 +19,58 @@
 
 struct CliRun {
     int status;
-    std::string out;
+    std::string out, err;
+    std::string firstErrLine() const { return err.substr(0, err.find('\n')); }
 };
 
-static CliRun vandro(const std::string& args) {
-    std::string cmd = std::string("'") + VANDRO_CLI + "' " + args + " 2>&1";
-    FILE* p = popen(cmd.c_str(), "r");
-    CliRun r{-1, ""};
+static std::string drain(int fd) {
+    std::string s;
     char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-    int st = pclose(p);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    ssize_t n;
+    while ((n = read(fd, buf, sizeof buf)) > 0) s.append(buf, static_cast<size_t>(n));
+    close(fd);
+    return s;
+}
+
+// Runs the program with these arguments (no shell), in the folder dir.
+static CliRun vandro(const std::vector<std::string>& args, const std::string& dir = ".") {
+    int out[2], err[2];
+    if (pipe(out) != 0 || pipe(err) != 0) return {-1, "", ""};
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(out[1], 1);
+        dup2(err[1], 2);
+        close(out[0]);
+        close(err[0]);
+        if (chdir(dir.c_str()) != 0) _exit(126);
+        std::vector<char*> argv{const_cast<char*>(VANDRO_CLI)};
+        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(VANDRO_CLI, argv.data());
+        _exit(127);
+    }
+    close(out[1]);
+    close(err[1]);
+    CliRun r{-1, drain(out[0]), drain(err[0])};
+    int st = 0;
+    waitpid(pid, &st, 0);
+    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
     return r;
 }
 
 static nlohmann::json readJson(const std::string& path) {
     std::ifstream in(path);
-    return nlohmann::json::parse(in);
+    return nlohmann::json::parse(in, nullptr, false);
+}
+
+static std::vector<int16_t> capture(const std::string& preset, int buffers, unsigned long seed = 1) {
+    vsim::Load load;
+    vsim::findPreset(preset, &load, nullptr);
+    vsim::CaptureOptions o;
+    o.seed = seed;
+    std::vector<int16_t> samples;
+    vsim::synthesize(load, o, buffers, &samples, nullptr, nullptr);
+    return samples;
 }
 
 class Cli : public ::testing::Test {
@@ -46,70 +84,176 @@ class Cli : public ::testing::Test {
     std::string dir;
 };
 
-TEST_F(Cli, StatusesAndErrorLines) {
-    CliRun r = vandro("measure --preset nope");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("vandro: unknown preset 'nope'; known presets: earbud-32"), std::string::npos) << r.out;
-    EXPECT_EQ(vandro("measure --mode sideways").status, 1);
-    EXPECT_EQ(vandro("").status, 1);
-    EXPECT_EQ(vandro("measure --preset resistor-32").status, 4);
-    CliRun line = vandro("measure --preset open-300");
-    EXPECT_EQ(line.status, 4);
-    EXPECT_NE(line.out.find("library: yNew[0] = "), std::string::npos) << line.out;
-    EXPECT_NE(line.out.find("High impedance line in"), std::string::npos);
-
-    CliRun missing = vandro("replay '" + dir + "/none.wav'");
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.out.find("none.wav: cannot read"), std::string::npos) << missing.out;
+// Every malformed input gets one line on stderr and a documented status: no
+// abort, no traceback.
+TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
     writeText(dir + "/short.dat", "0.1\n");
-    CliRun shortRaw = vandro("replay '" + dir + "/short.dat' '" + dir + "/short.dat'");
-    EXPECT_EQ(shortRaw.status, 1);
-    EXPECT_NE(shortRaw.out.find("shorter than one buffer"), std::string::npos);
-    // Ten buffers of a real capture are not enough: the input ends first.
-    vsim::Load load;
-    vsim::findPreset("inear-16", &load, nullptr);
-    std::vector<int16_t> few;
-    vsim::synthesize(load, vsim::CaptureOptions(), 10, &few, nullptr, nullptr);
-    vsim::writeWav(dir + "/few.wav", few, nullptr);
-    EXPECT_EQ(vandro("replay '" + dir + "/few.wav'").status, 6);
+    writeText(dir + "/text.dat", "0.1\nnot a number\n");
+    writeText(dir + "/bad.json", "{ not json");
+    writeText(dir + "/string.json", R"({"coefficients": [[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],["x",0,0,0,0]]})");
+    writeText(dir + "/null.json", R"({"coefficients": [[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[null,0,0,0,0]]})");
+    writeText(dir + "/object.json", R"({"coefficients": {"a": 1}})");
+    writeText(dir + "/unstable.json", R"({"coefficients": [[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[1,0,0,-2.1,1.2]]})");
+    writeText(dir + "/ok.json", R"({"coefficients": [[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[0.5,0,0,0.1,0]]})");
+    std::vector<int16_t> audio(2 * 4800, 1000);
+    vsim::writeWav(dir + "/a.wav", audio, nullptr);
+    const std::string d = dir + "/";
+    struct Row {
+        std::vector<std::string> args;
+        int status;
+        std::string line;  // the start of the one line on stderr
+    };
+    const std::vector<Row> table = {
+        {{"measure", "--preset", "nope"}, 1, "vandro: unknown preset 'nope'; known presets: earbud-32"},
+        {{"measure", "--seed", "-1"}, 1, "--seed: Value -1 not in range"},
+        {{"measure", "--json", ""}, 1, "--json: needs a file name"},
+        {{"measure", "--plot", ""}, 1, "--plot: needs a file name"},
+        {{"measure", "--mode", "sideways"}, 1, "--mode: sideways not in {fit,identify,curve}"},
+        {{"replay", d + "none.wav"}, 1, "vandro: " + d + "none.wav: cannot read"},
+        {{"replay", dir}, 1, "vandro: " + dir + ": cannot read"},
+        {{"replay", d + "short.dat", d + "short.dat"}, 1, "vandro: raw capture: shorter than one buffer"},
+        {{"replay", d + "text.dat", d + "short.dat"}, 1, "vandro: " + d + "text.dat: line 2 is not a number"},
+        {{"replay", dir, d + "short.dat"}, 1, "vandro: " + dir + ": is a directory, not a raw capture"},
+        {{"apply", d + "none.json", d + "a.wav", d + "o.wav"}, 1, "vandro: " + d + "none.json: cannot read"},
+        {{"apply", dir, d + "a.wav", d + "o.wav"}, 1, "vandro: " + dir + ": is a directory, not a report"},
+        {{"apply", d + "bad.json", d + "a.wav", d + "o.wav"}, 1, "vandro: " + d + "bad.json: not a JSON report"},
+        {{"apply", d + "string.json", d + "a.wav", d + "o.wav"}, 1,
+         "vandro: " + d + "string.json: coefficient 0 of section 4 is not a finite number"},
+        {{"apply", d + "null.json", d + "a.wav", d + "o.wav"}, 1,
+         "vandro: " + d + "null.json: coefficient 0 of section 4 is not a finite number"},
+        {{"apply", d + "object.json", d + "a.wav", d + "o.wav"}, 1,
+         "vandro: " + d + "object.json: not a report of a finished fit"},
+        {{"apply", d + "unstable.json", d + "a.wav", d + "o.wav"}, 1,
+         "vandro: " + d + "unstable.json: section 4 is unstable"},
+        {{"apply", d + "ok.json", d + "a.wav", d + "o.xyz"}, 1,
+         "vandro: " + d + "o.xyz: unknown audio format for this name"},
+        {{"apply", d + "ok.json", d + "none.wav", d + "o.wav"}, 1, "vandro: " + d + "none.wav: cannot read"},
+    };
+    for (const Row& row : table) {
+        CliRun r = vandro(row.args);
+        std::string cmd;
+        for (const std::string& a : row.args) cmd += a + " ";
+        EXPECT_EQ(r.status, row.status) << cmd << "\n" << r.err;
+        EXPECT_EQ(r.firstErrLine().rfind(row.line, 0), 0u) << cmd << "\n" << r.err;
+        EXPECT_LE(std::count(r.err.begin(), r.err.end(), '\n'), 2) << cmd << "\n" << r.err;
+    }
+    // apply writes the format its output name asks for.
+    ASSERT_EQ(vandro({"apply", d + "ok.json", d + "a.wav", d + "o.flac"}).status, 0);
+    std::ifstream flac(d + "o.flac", std::ios::binary);
+    char magic[4] = {};
+    flac.read(magic, 4);
+    EXPECT_EQ(std::string(magic, 4), "fLaC");
+}
+
+// Ten buffers of a real capture are not enough: the input ends first, and the
+// report shows no device curve, although a finished run left one on storage.
+TEST_F(Cli, ARunThatBuiltNoCurveShowsNone) {
+    ASSERT_EQ(vandro({"measure", "--preset", "open-300"}).status, 4);
+    ASSERT_TRUE(fileExists(dataFile("device_impedance.dat")));
+    vsim::writeWav(dir + "/few.wav", capture("earbud-32", 10), nullptr);
+    CliRun r = vandro({"replay", dir + "/few.wav", "--json", dir + "/few.json"});
+    EXPECT_EQ(r.status, 6) << r.err;
+    EXPECT_NE(r.out.find("Device curve: none (this run did not reach it)"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("|Z| at 100 Hz"), std::string::npos) << r.out;
+    nlohmann::json j = readJson(dir + "/few.json");
+    EXPECT_TRUE(j["device_curve"].is_null());
+    EXPECT_TRUE(j["resonances"].empty());
+    EXPECT_EQ(j["capture"]["clipped_samples"], 0);
+    // And default refuses: the last run built no curve.
+    CliRun def = vandro({"default"});
+    EXPECT_EQ(def.status, 1);
+    EXPECT_NE(def.err.find("did not produce a device curve"), std::string::npos) << def.err;
 }
 
 TEST_F(Cli, ReportAgreesWithTheLibrarysFilesAndReplayMatchesTheDirectRun) {
-    CliRun direct = vandro("measure --preset dual-ba --seed 3 --json '" + dir + "/direct.json'");
-    ASSERT_EQ(direct.status, 0) << direct.out;
+    CliRun direct = vandro({"measure", "--preset", "dual-ba", "--seed", "3", "--json", dir + "/direct.json"});
+    ASSERT_EQ(direct.status, 0) << direct.err;
     nlohmann::json d = readJson(dir + "/direct.json");
+    EXPECT_EQ(d["schema"], 1);
     EXPECT_EQ(d["result"], 1);
     EXPECT_EQ(d["buffers"], 38);
     EXPECT_EQ(d["headphone_type"], 1);
+    EXPECT_EQ(d["headphone_type_name"], "in-ear");
+    EXPECT_EQ(d["sample_rate_hz"], 48000);
     std::vector<double> onDisk(228);
-    ASSERT_EQ(importCurve((storageRoot() + "/data/device_impedance.dat").c_str(), onDisk.data(), 228), 0);
-    for (int i = 0; i < 228; i++) ASSERT_EQ(d["device_curve"]["ohms"][i].get<double>(), onDisk[i]);
+    ASSERT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), onDisk.data(), 228), 0);
+    for (int i = 0; i < 228; i++) ASSERT_NEAR(d["device_curve"]["ohms"][i].get<double>(), onDisk[i], 5e-7);
     EXPECT_LT(d["deviation"]["rms_db"].get<double>(), 0.5);
 
     // The same capture through a WAV file gives the same 25 coefficients.
-    vsim::Load load;
-    vsim::findPreset("dual-ba", &load, nullptr);
-    vsim::CaptureOptions o;
-    o.seed = 3;
-    std::vector<int16_t> samples;
-    vsim::synthesize(load, o, 40, &samples, nullptr, nullptr);
-    ASSERT_TRUE(vsim::writeWav(dir + "/c.wav", samples, nullptr));
-    CliRun replay = vandro("replay '" + dir + "/c.wav' --json '" + dir + "/replay.json'");
-    ASSERT_EQ(replay.status, 0) << replay.out;
-    EXPECT_EQ(readJson(dir + "/replay.json")["coefficients"], d["coefficients"]);
+    ASSERT_TRUE(vsim::writeWav(dir + "/c.wav", capture("dual-ba", 40, 3), nullptr));
+    CliRun replay = vandro({"replay", dir + "/c.wav", "--json", "-"});
+    ASSERT_EQ(replay.status, 0) << replay.err;
+    nlohmann::json fromStdout = nlohmann::json::parse(replay.out, nullptr, false);
+    ASSERT_FALSE(fromStdout.is_discarded()) << replay.out;
+    EXPECT_EQ(fromStdout["coefficients"], d["coefficients"]);
 
     // Identification: store the reference, then the same and another headset.
-    EXPECT_EQ(vandro("default").status, 0);
-    EXPECT_EQ(vandro("measure --preset dual-ba --seed 9 --mode identify").status, 0);
-    CliRun other = vandro("measure --preset earbud-32 --mode identify");
+    CliRun def = vandro({"default"});
+    EXPECT_EQ(def.status, 0) << def.err;
+    EXPECT_NE(def.out.find("from: replay " + dir + "/c.wav (mode fit) at "), std::string::npos) << def.out;
+    CliRun same = vandro({"measure", "--preset", "dual-ba", "--seed", "9", "--mode", "identify", "--json", dir + "/id.json"});
+    EXPECT_EQ(same.status, 0) << same.err;
+    nlohmann::json id = readJson(dir + "/id.json")["identification"];
+    EXPECT_GT(id["correlation"].get<double>(), 0.92);
+    EXPECT_NEAR(id["threshold"].get<double>(), 0.92, 1e-7);
+    EXPECT_EQ(id["same"], true);
+    CliRun other = vandro({"measure", "--preset", "earbud-32", "--mode", "identify"});
     EXPECT_EQ(other.status, 5);
     EXPECT_NE(other.out.find("new headset"), std::string::npos);
 
     // Applying the fit to audio reports what clips.
     std::vector<int16_t> loud(2 * 48000, 30000);
     vsim::writeWav(dir + "/loud.wav", loud, nullptr);
-    CliRun applied = vandro("apply '" + dir + "/direct.json' '" + dir + "/loud.wav' '" + dir + "/out.wav'");
-    EXPECT_EQ(applied.status, 0) << applied.out;
+    CliRun applied = vandro({"apply", dir + "/direct.json", dir + "/loud.wav", dir + "/out.wav"});
+    EXPECT_EQ(applied.status, 0) << applied.err;
     EXPECT_NE(applied.out.find("Filtered 48000 frames"), std::string::npos) << applied.out;
-    EXPECT_EQ(vandro("apply '" + dir + "/none.json' '" + dir + "/loud.wav' '" + dir + "/o.wav'").status, 1);
+}
+
+// default stores only what the program's last run wrote, and says which run that was.
+TEST_F(Cli, DefaultNamesItsRunAndRefusesAForeignCurve) {
+    ASSERT_EQ(vandro({"measure", "--preset", "resistor-32"}).status, 4);
+    CliRun warned = vandro({"default"});
+    EXPECT_EQ(warned.status, 0) << warned.err;
+    EXPECT_NE(warned.out.find("warning: that run's result was 4, not 1"), std::string::npos) << warned.out;
+    writeText(dataFile("device_impedance.dat"), "1.0\n");
+    CliRun foreign = vandro({"default"});
+    EXPECT_EQ(foreign.status, 1);
+    EXPECT_NE(foreign.err.find("was not written by this program's last run (measure resistor-32"),
+              std::string::npos) << foreign.err;
+}
+
+// A clipped capture is reported by replay as by measure.
+TEST_F(Cli, ReplayReportsClipping) {
+    std::vector<int16_t> clipped = capture("inear-16", 40);
+    for (size_t i = 0; i < clipped.size(); i += 1000) clipped[i] = 32767;
+    vsim::writeWav(dir + "/clipped.wav", clipped, nullptr);
+    CliRun r = vandro({"replay", dir + "/clipped.wav", "--json", dir + "/clipped.json"});
+    nlohmann::json j = readJson(dir + "/clipped.json");
+    // Only the buffers fed count: every thousandth sample of them.
+    const long fed = j["buffers"].get<long>() * VANDRO_SAMPLES_PER_BUFFER, expected = (fed + 999) / 1000;
+    EXPECT_EQ(j["capture"]["clipped_samples"], expected);
+    EXPECT_NE(r.out.find("the capture clipped"), std::string::npos) << r.out;
+}
+
+// The picture's name is only ever a file name: a quote in it runs nothing, the
+// file named is the file written, and a picture that cannot be drawn is one
+// line and status 8 with the report still written.
+TEST_F(Cli, PicturesAreDrawnWithoutAShell) {
+    const std::string odd = "x';touch INJECTED;'.png";
+    CliRun r = vandro({"measure", "--preset", "inear-16", "--plot", odd}, dir);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(fileExists(dir + "/" + odd));
+    EXPECT_FALSE(fileExists(dir + "/INJECTED"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 1) << "only the picture was written";
+    CliRun bare = vandro({"measure", "--preset", "inear-16", "--plot", "picture"}, dir);
+    EXPECT_EQ(bare.status, 0) << bare.err;
+    EXPECT_TRUE(fileExists(dir + "/picture"));
+    for (const std::string& bad : {dir + "/missing/p.png", dir + "/p.xyz"}) {
+        CliRun f = vandro({"measure", "--preset", "inear-16", "--json", dir + "/r.json", "--plot", bad});
+        EXPECT_EQ(f.status, 8) << bad;
+        EXPECT_EQ(f.err.rfind("vandro: the picture could not be drawn: ", 0), 0u) << f.err;
+        EXPECT_EQ(std::count(f.err.begin(), f.err.end(), '\n'), 1) << f.err;
+        EXPECT_TRUE(fileExists(dir + "/r.json"));
+    }
 }

@@ -1,0 +1,103 @@
+#include "engine/diagnostics.h"
+
+#include <cstring>
+
+#include "engine/curve_store.h"
+#include "engine/device_curve.h"
+
+static DiagnosticRecord* gRecord = nullptr;  // non-null while recording is on
+
+static void clearRecord() {
+    memset(gRecord, 0, sizeof *gRecord);
+    gRecord->headphoneType = -1;
+}
+
+void diagnosticsEnable(bool on) {
+    if (on && gRecord == nullptr) {
+        gRecord = new DiagnosticRecord;
+        clearRecord();
+    } else if (!on) {
+        delete gRecord;
+        gRecord = nullptr;
+    }
+}
+
+const DiagnosticRecord* diagnosticsRecord() { return gRecord; }
+
+const char* diagnosticsStorageRoot() { return gRootPath.c_str(); }
+
+const char* diagnosticsDeviceCurvePath() {
+    static const std::string path = deviceCurvePath();
+    return path.c_str();
+}
+
+const char* diagnosticsReferenceCurvePath() {
+    static const std::string path = referenceCurvePath();
+    return path.c_str();
+}
+
+void recordNewMeasurement() {
+    if (gRecord != nullptr) clearRecord();
+}
+
+void recordBuffer() {
+    if (gRecord == nullptr || gBinCount == nullptr || gBinCountDec == nullptr) return;
+    CoverageRecord& c = gRecord->coverage;
+    double fullAxis[kCurveAxisPoints], lowAxis[kCurveAxisPoints];
+    curveAxes(fullAxis, lowAxis);
+    for (int j = 0; j < kFullBins; j++) {
+        c.fullCounts[j] = gBinCount[j];
+        c.fullHz[j] = fullAxis[kFullFirstBin + j];
+    }
+    for (int k = 0; k < kDecBins; k++) {
+        c.decCounts[k] = gBinCountDec[k];
+        c.decHz[k] = lowAxis[k];
+    }
+    c.fullNeeded = kFullCap;
+    c.decNeeded = kDecNeeded;
+    c.decFirst = kDecFirstBin;
+    c.decLast = kDecLastBin;
+    gRecord->haveCoverage = true;
+}
+
+void recordDeviceCurve(const double* ohms, const double* hz) {
+    if (gRecord == nullptr) return;
+    memcpy(gRecord->curveOhms, ohms, sizeof gRecord->curveOhms);
+    memcpy(gRecord->curveHz, hz, sizeof gRecord->curveHz);
+    gRecord->haveDeviceCurve = true;
+}
+
+void recordSearch(const ResonanceList& list, int headphoneType, double modelGain) {
+    if (gRecord == nullptr) return;
+    gRecord->resonances = list;
+    gRecord->headphoneType = headphoneType;
+    gRecord->modelGain = modelGain;
+    gRecord->searched = true;
+}
+
+void recordTarget(const double* targetDb) {
+    if (gRecord == nullptr) return;
+    memcpy(gRecord->targetDb, targetDb, sizeof gRecord->targetDb);
+    gRecord->haveTarget = true;
+}
+
+void recordCorrelation(double correlation, double threshold) {
+    if (gRecord == nullptr) return;
+    gRecord->correlation = correlation;
+    gRecord->sameHeadsetThreshold = threshold;
+    gRecord->identified = true;
+}
+
+void recordCoefficients(const float_t* coefficients) {
+    if (gRecord == nullptr) return;
+    memcpy(gRecord->coefficients, coefficients, sizeof gRecord->coefficients);
+    gRecord->haveCoefficients = true;
+}
+
+void recordReason(const char* reason) {
+    if (gRecord != nullptr && gRecord->reason == nullptr) gRecord->reason = reason;
+}
+
+void recordResult(int result) {
+    if (gRecord != nullptr) gRecord->result = result;
+}

@@ -1,0 +1,24 @@
+// Which run of this program produced the device curve on storage: recorded
+// after every measure and replay, read by `vandro default` before it makes
+// that curve the identification reference.
+#pragma once
+
+#include <string>
+
+struct LastRun {
+    std::string command, source, time;
+    int result = 0;
+    bool wroteCurve = false;    // the run built a device curve (the library stored it)
+    std::string curveDigest;    // of device_impedance.dat as the run left it
+};
+
+// The record file under the storage root.
+std::string lastRunPath(const std::string& storageRoot);
+// A digest of a file's bytes; empty when it cannot be read.
+std::string fileDigest(const std::string& path);
+// Writes the record; false with a reason.
+bool writeLastRun(const std::string& path, const LastRun& run, std::string* error);
+// Reads the record; false with a reason (missing, malformed).
+bool readLastRun(const std::string& path, LastRun* run, std::string* error);
+// The local time now, "YYYY-MM-DD HH:MM:SS".
+std::string timeNow();
