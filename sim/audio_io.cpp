@@ -18,19 +18,29 @@ static bool fail(std::string* error, const std::string& what) {
     return false;
 }
 
-bool writeWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error) {
-    if (samples.size() % 2 != 0) return fail(error, path + ": odd number of samples for two channels");
+// Writes frames of 16-bit samples with this many channels.
+static bool writePcm16(const std::string& path, const std::vector<int16_t>& samples, int channels,
+                       std::string* error) {
     SF_INFO info = {};
     info.samplerate = static_cast<int>(kSampleRate);
-    info.channels = 2;
+    info.channels = channels;
     info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
     SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
     if (f == nullptr) return fail(error, path + ": cannot write: " + sf_strerror(nullptr));
-    sf_count_t frames = static_cast<sf_count_t>(samples.size() / 2);
+    sf_count_t frames = static_cast<sf_count_t>(samples.size() / channels);
     sf_count_t written = sf_writef_short(f, samples.data(), frames);
     sf_close(f);
     if (written != frames) return fail(error, path + ": short write");
     return true;
+}
+
+bool writeWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error) {
+    if (samples.size() % 2 != 0) return fail(error, path + ": odd number of samples for two channels");
+    return writePcm16(path, samples, 2, error);
+}
+
+bool writeMonoWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error) {
+    return writePcm16(path, samples, 1, error);
 }
 
 bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string* error) {

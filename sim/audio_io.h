@@ -12,6 +12,8 @@ namespace vsim {
 
 // Writes interleaved frames as a 2-channel 16-bit 44.1 kHz WAV file.
 bool writeWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error);
+// Writes mono samples as a 1-channel 16-bit 44.1 kHz WAV file.
+bool writeMonoWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error);
 // Reads a WAV file; refuses any rate, channel count or sample format but the above.
 bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string* error);
 // Reads rawDataI.dat and rawDataV.dat back into interleaved int16 samples

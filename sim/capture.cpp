@@ -97,6 +97,24 @@ static bool validateOptions(const CaptureOptions& o, std::string* error) {
     return true;
 }
 
+bool stimulus(uint64_t seed, double levelDbfs, long frames, std::vector<int16_t>* samples,
+              std::string* error) {
+    CaptureOptions options;
+    options.levelDbfs = levelDbfs;
+    if (!validateOptions(options, error)) return false;
+    if (levelDbfs > 0) return fail(error, "a stimulus peak above 0 dBFS would clip");
+    if (frames < 1) return fail(error, "a stimulus needs at least one frame");
+    std::vector<Component> comps = excitation(seed);
+    const std::vector<double> drive = period(comps, std::vector<std::complex<double>>(comps.size(), 1.0));
+    const double scale = pow(10.0, levelDbfs / 20) / peakOf(drive) * 32768.0;
+    samples->resize(static_cast<size_t>(frames));
+    for (long t = 0; t < frames; t++) {
+        const double v = std::round(drive[t % kFramesPerBuffer] * scale);
+        (*samples)[t] = static_cast<int16_t>(std::max(-32768.0, std::min(32767.0, v)));
+    }
+    return true;
+}
+
 bool openCapture(const Load& load, const CaptureOptions& options, CaptureStream* stream,
                  std::string* error) {
     if (!validateLoad(load, error) || !validateOptions(options, error)) return false;

@@ -49,6 +49,12 @@ struct Component {
 // input (V at 0.27 % of the drive) above every acceptance threshold.
 std::vector<Component> excitation(uint64_t seed);
 
+// The drive signal E alone, what a handset plays: the excitation's
+// 8192-frame period repeated over frames frames, peak at levelDbfs, as mono
+// int16 samples; false with a reason for bad parameters.
+bool stimulus(uint64_t seed, double levelDbfs, long frames, std::vector<int16_t>* samples,
+              std::string* error);
+
 // A running capture: one period of each channel plus the noise generator.
 struct CaptureStream {
     CaptureOptions options;

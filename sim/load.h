@@ -21,15 +21,28 @@ struct Element {
     double r = 0, l = 0, k = 0, n = 1, f0 = 0, q = 0;
 };
 
+// A measured impedance curve: |Z| (and optionally the phase) at increasing
+// frequencies, interpolated linearly in log |Z| (and in phase) over log f,
+// the end values held outside the measured range. Without a phase the curve
+// is taken as real: the library reads only the magnitudes of the two
+// channels, and 27 |I / V| = |Z| whatever the phase, so the phase moves only
+// the two channels' levels (through |Z + 27|), not the curve the library sees.
+struct Table {
+    std::vector<double> hz, ohms, phaseDeg;  // phaseDeg empty or as long as hz
+};
+
 struct Load {
     std::string name;
     std::string note;                // what the parameters follow, and what the library answers
     std::vector<Element> elements;   // in series
+    Table table;                     // a tabulated curve in series, when it has points
 };
 
 constexpr double kSampleRate = 44100.0;
 constexpr double kSenseResistor = 27.0;  // ohms, in series with the load
 
+// A load that is the tabulated curve alone.
+Load tabulatedLoad(const std::string& name, const Table& table);
 // Impedance of the load at f hertz.
 std::complex<double> impedance(const Load& load, double f);
 // False, with a one-line reason, for a load that no circuit could have.

@@ -14,6 +14,7 @@
 #include "sim/capture.h"
 #include "sim/presets.h"
 #include "tools/apply.h"
+#include "tools/batch.h"
 #include "tools/plot.h"
 #include "tools/provenance.h"
 #include "tools/report.h"
@@ -68,22 +69,42 @@ static void addReference(Report& rep) {
     takeLog();  // the program's own read is not the measurement's
 }
 
-static void recordLastRun(const Report& rep) {
-    LastRun last;
-    last.command = rep.info.command + " " + rep.info.source + " (mode " + rep.info.mode + ")";
-    last.source = rep.info.source;
-    last.time = timeNow();
-    last.result = rep.run.result;
-    last.wroteCurve = rep.run.record->haveDeviceCurve;
-    if (last.wroteCurve) last.curveDigest = fileDigest(diagnosticsDeviceCurvePath());
-    std::string err;
-    if (!writeLastRun(lastRunPath(rep.info.storageRoot), last, &err))
-        fprintf(stderr, "vandro: warning: %s (vandro default will refuse this run's curve)\n", err.c_str());
+// Writes what a run fed: a 2-channel WAV, and/or rawDataI.dat and rawDataV.dat
+// in the library's own raw-capture format (its writer, one value per line).
+static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav, const std::string& rawDir,
+                        std::string* error) {
+    if (!wav.empty() && !vsim::writeWav(wav, fed, error)) return false;
+    if (rawDir.empty()) return true;
+    std::error_code ec;
+    std::filesystem::create_directories(rawDir, ec);
+    if (ec) {
+        *error = rawDir + ": cannot create: " + ec.message();
+        return false;
+    }
+    const size_t frames = fed.size() / 2;
+    std::vector<double> i(frames), v(frames);
+    for (size_t f = 0; f < frames; f++) {
+        i[f] = fed[2 * f] / kInt16Scale;
+        v[f] = fed[2 * f + 1] / kInt16Scale;
+    }
+    const std::string dir = std::filesystem::absolute(rawDir).string();
+    writeArrayToFile(i.data(), 0, static_cast<int>(frames), (dir + "/rawDataI.dat").c_str());
+    writeArrayToFile(v.data(), 0, static_cast<int>(frames), (dir + "/rawDataV.dat").c_str());
+    takeLog();
+    if (!std::filesystem::is_regular_file(dir + "/rawDataV.dat", ec)) {
+        *error = rawDir + ": cannot write the raw capture";
+        return false;
+    }
+    return true;
 }
 
 // Report, JSON and picture for a finished run; returns the exit status.
-static int finish(const RunInfo& info, SessionResult run, const std::string& json, const std::string& picture) {
+static int finish(const RunInfo& info, SessionResult run, const std::string& json, const std::string& picture,
+                  const std::string& saveWav, const std::string& saveRaw, const vsim::Load& tabulated) {
+    std::string saveError;
+    if (!saveCapture(run.fed, saveWav, saveRaw, &saveError)) return fail(saveError);
     Report rep = makeReport(info, std::move(run));
+    if (!tabulated.table.hz.empty()) addLoadCurve(tabulated, &rep);
     addReference(rep);
     recordLastRun(rep);
     const bool jsonToStdout = json == "-";
@@ -131,14 +152,18 @@ static int finish(const RunInfo& info, SessionResult run, const std::string& jso
     return status;
 }
 
-static std::vector<int16_t> gReplay;  // the captured samples being replayed
-static size_t gReplayAt = 0;
 
-static bool replayNext(int16_t* out) {
-    if (gReplayAt + VANDRO_SAMPLES_PER_BUFFER > gReplay.size()) return false;
-    std::copy(gReplay.begin() + gReplayAt, gReplay.begin() + gReplayAt + VANDRO_SAMPLES_PER_BUFFER, out);
-    gReplayAt += VANDRO_SAMPLES_PER_BUFFER;
-    return true;
+// The excitation alone, as a handset would play it.
+static int writeStimulus(const std::string& path, double seconds, const vsim::CaptureOptions& options) {
+    std::vector<int16_t> samples;
+    std::string err;
+    const long frames = std::lround(seconds * vsim::kSampleRate);
+    if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) ||
+        !vsim::writeMonoWav(path, samples, &err))
+        return fail(err);
+    printf("Stimulus: %s (%.1f s, mono 16-bit 44.1 kHz, peak %.1f dBFS, seed %lu)\n", path.c_str(),
+           frames / vsim::kSampleRate, options.levelDbfs, static_cast<unsigned long>(options.seed));
+    return kExitDone;
 }
 
 static int storeReference(const std::string& root) {
@@ -174,7 +199,11 @@ int main(int argc, char** argv) {
         [](std::string& s) { return s.empty() ? std::string("needs a file name") : std::string(); }, "FILE");
 
     CLI::App* measure = app.add_subcommand("measure", "simulate a load's capture and run the library on it");
-    measure->add_option("--preset", preset, "load to simulate (see: vandro presets)")->capture_default_str();
+    std::string loadFile;
+    CLI::Option* presetOption =
+        measure->add_option("--preset", preset, "load to simulate (see: vandro presets)")->capture_default_str();
+    measure->add_option("--load", loadFile, "a measured impedance curve to simulate instead (.csv, .txt, .zma)")
+        ->check(fileName)->excludes(presetOption);
     measure->add_option("--seed", options.seed, "excitation and noise seed")
         ->check(CLI::NonNegativeNumber)->capture_default_str();
     measure->add_option("--level", options.levelDbfs, "drive peak in dBFS")
@@ -191,6 +220,32 @@ int main(int argc, char** argv) {
         c->add_option("--plot", png, "draw the report into a picture (.png, .svg, .pdf; needs python3-matplotlib)")
             ->check(fileName);
     }
+    std::string saveWav, saveRaw;
+    for (CLI::App* c : {measure, replay}) {
+        c->add_option("--save-wav", saveWav, "write the buffers fed as a 2-channel 16-bit 44.1 kHz WAV (I, V)")
+            ->check(fileName);
+        c->add_option("--save-raw", saveRaw, "write the buffers fed as rawDataI.dat and rawDataV.dat into DIR")
+            ->check(fileName);
+    }
+    CLI::App* signal = app.add_subcommand("signal", "write the measurement stimulus to play on a handset");
+    std::string stimulusPath;
+    double seconds = 30.0;
+    signal->add_option("--wav", stimulusPath, "mono 16-bit 44.1 kHz WAV to write")->required()->check(fileName);
+    signal->add_option("--seconds", seconds, "length")->check(CLI::Range(0.2, 3600.0))->capture_default_str();
+    signal->add_option("--level", options.levelDbfs, "peak in dBFS")->check(CLI::Range(-120.0, 0.0))
+        ->capture_default_str();
+    signal->add_option("--seed", options.seed, "phases of the excitation")->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    CLI::App* batch = app.add_subcommand("batch", "run many captures (WAV files or raw-capture folders) or loads");
+    std::vector<std::string> captures, loads;
+    BatchOptions batchOptions;
+    batch->add_option("captures", captures, "WAV files, or folders holding rawDataI.dat and rawDataV.dat")
+        ->check(fileName);
+    batch->add_option("--load", loads, "measured impedance curves to simulate, one row each")->check(fileName);
+    batch->add_option("--csv", batchOptions.csv, "one row per capture")->required()->check(fileName);
+    batch->add_option("--jsonl", batchOptions.jsonl, "one JSON report per line")->check(fileName);
+    batch->add_option("--mode", mode, "fit, identify or curve")
+        ->check(CLI::IsMember({"fit", "identify", "curve"}))->capture_default_str();
     CLI::App* def = app.add_subcommand("default", "make the last measured curve the identification reference");
     CLI::App* list = app.add_subcommand("presets", "list the simulator's loads");
     std::string report, in, out;
@@ -219,8 +274,14 @@ int main(int argc, char** argv) {
     std::string err;
     if (!prepareStorage(info.storageRoot, &err)) return fail(err);
     if (*def) return storeReference(info.storageRoot);
+    if (*signal) return writeStimulus(stimulusPath, seconds, options);
+    if (*batch) return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
     SessionResult r;
-    if (*measure) {
+    vsim::Load tabulated;
+    if (*measure && !loadFile.empty()) {
+        if (!simulateLoadFile(loadFile, modeNumber(mode), options, true, &info, &r, &tabulated, &err))
+            return fail(err);
+    } else if (*measure) {
         vsim::Load load;
         if (!vsim::findPreset(preset, &load, &err)) return fail(err);
         vsim::CaptureStream stream;
@@ -234,12 +295,13 @@ int main(int argc, char** argv) {
         info.snrDb = options.snrDb;
         r = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, modeNumber(mode), true);
     } else {
-        bool ok = files.size() == 1 ? vsim::readWav(files[0], &gReplay, &err)
-                                    : vsim::readRawCapture(files[0], files[1], &gReplay, &err);
+        std::vector<int16_t> samples;
+        bool ok = files.size() == 1 ? loadCapture(files[0], &samples, &err)
+                                    : vsim::readRawCapture(files[0], files[1], &samples, &err);
         if (!ok) return fail(err);
         info.command = "replay";
         info.source = files.size() == 1 ? files[0] : files[0] + " + " + files[1];
-        r = runSession(replayNext, modeNumber(mode), true);
+        r = replaySamples(samples, modeNumber(mode), true);
     }
-    return finish(info, std::move(r), json, png);
+    return finish(info, std::move(r), json, png, saveWav, saveRaw, tabulated);
 }

@@ -5,6 +5,8 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "tools/report.h"
+
 std::string lastRunPath(const std::string& storageRoot) { return storageRoot + "/data/vandro-last-run.json"; }
 
 std::string fileDigest(const std::string& path) {
@@ -60,3 +62,17 @@ std::string timeNow() {
     strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
     return text;
 }
+
+void recordLastRun(const Report& rep) {
+    LastRun last;
+    last.command = rep.info.command + " " + rep.info.source + " (mode " + rep.info.mode + ")";
+    last.source = rep.info.source;
+    last.time = timeNow();
+    last.result = rep.run.result;
+    last.wroteCurve = rep.run.record->haveDeviceCurve;
+    if (last.wroteCurve) last.curveDigest = fileDigest(diagnosticsDeviceCurvePath());
+    std::string err;
+    if (!writeLastRun(lastRunPath(rep.info.storageRoot), last, &err))
+        fprintf(stderr, "vandro: warning: %s (vandro default will refuse this run's curve)\n", err.c_str());
+}
+

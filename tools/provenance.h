@@ -20,5 +20,8 @@ std::string fileDigest(const std::string& path);
 bool writeLastRun(const std::string& path, const LastRun& run, std::string* error);
 // Reads the record; false with a reason (missing, malformed).
 bool readLastRun(const std::string& path, LastRun* run, std::string* error);
+struct Report;
+// Records a finished run as the last one (a warning on stderr when it cannot).
+void recordLastRun(const Report& report);
 // The local time now, "YYYY-MM-DD HH:MM:SS".
 std::string timeNow();

@@ -244,6 +244,8 @@ std::string reportJson(const Report& rep) {
         j["resonances"].push_back({{"freq_hz", number(d.resonances.freq[i])}, {"q", number(d.resonances.q[i])},
                                    {"height", number(d.resonances.height[i])}});
     j["target_curve"] = targetJson(d);
+    j["load_curve"] = nullptr;
+    if (!rep.loadHz.empty()) j["load_curve"] = {{"freq_hz", rep.loadHz}, {"ohms", rep.loadOhms}};
     j["reference_curve"] = nullptr;
     if (!rep.referenceOhms.empty()) {
         bool anyNull = false;

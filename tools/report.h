@@ -39,6 +39,7 @@ struct Report {
     Response response;        // the realised cascade, when the fit wrote coefficients
     bool haveResponse = false;
     std::vector<double> referenceOhms;  // the stored reference, in identify mode
+    std::vector<double> loadHz, loadOhms;  // a tabulated load's input curve
 };
 
 Report makeReport(const RunInfo& info, SessionResult run);

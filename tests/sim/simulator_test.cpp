@@ -27,7 +27,7 @@ TEST(SimLoad, AnalyticImpedances) {
     const double f = 20000.0, wl = 2 * M_PI * f * 1e-3;
     EXPECT_NEAR(std::abs(impedance(dl, f)), std::hypot(8.0, wl), 0.02 * std::hypot(8.0, wl));
     // Semi-inductance k (j w)^n: magnitude k w^n at phase n pi / 2.
-    Load ba = Load{"ba", "", {lossyInductor(0.5, 0.5)}};
+    Load ba = Load{"ba", "", {lossyInductor(0.5, 0.5)}, {}};
     std::complex<double> z = impedance(ba, 1000.0);
     EXPECT_NEAR(std::abs(z), 0.5 * std::sqrt(2 * M_PI * 1000.0), 1e-9);
     EXPECT_NEAR(std::arg(z), M_PI / 4, 1e-12);

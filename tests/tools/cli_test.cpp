@@ -110,7 +110,7 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
         {{"measure", "--plot", ""}, 1, "--plot: needs a file name"},
         {{"measure", "--mode", "sideways"}, 1, "--mode: sideways not in {fit,identify,curve}"},
         {{"replay", d + "none.wav"}, 1, "vandro: " + d + "none.wav: cannot read"},
-        {{"replay", dir}, 1, "vandro: " + dir + ": cannot read"},
+        {{"replay", dir}, 1, "vandro: " + dir + ": a capture folder must hold rawDataI.dat and rawDataV.dat"},
         {{"replay", d + "short.dat", d + "short.dat"}, 1, "vandro: raw capture: shorter than one buffer"},
         {{"replay", d + "text.dat", d + "short.dat"}, 1, "vandro: " + d + "text.dat: line 2 is not a number"},
         {{"replay", dir, d + "short.dat"}, 1, "vandro: " + dir + ": is a directory, not a raw capture"},

@@ -1,0 +1,173 @@
+#include "tools/batch.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "sim/audio_io.h"
+#include "sim/load_file.h"
+#include "tools/coverage.h"
+#include "tools/provenance.h"
+
+bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        const std::string i = path + "/rawDataI.dat", v = path + "/rawDataV.dat";
+        if (!std::filesystem::exists(i, ec) || !std::filesystem::exists(v, ec)) {
+            *error = path + ": a capture folder must hold rawDataI.dat and rawDataV.dat";
+            return false;
+        }
+        return vsim::readRawCapture(i, v, samples, error);
+    }
+    return vsim::readWav(path, samples, error);
+}
+
+SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress) {
+    size_t at = 0;
+    return runSession(
+        [&](int16_t* out) {
+            if (at + VANDRO_SAMPLES_PER_BUFFER > samples.size()) return false;
+            std::copy(samples.begin() + at, samples.begin() + at + VANDRO_SAMPLES_PER_BUFFER, out);
+            at += VANDRO_SAMPLES_PER_BUFFER;
+            return true;
+        },
+        mode, showProgress);
+}
+
+std::string csvField(const std::string& s) {
+    if (s.find_first_of(",\"\n") == std::string::npos) return s;
+    std::string q = "\"";
+    for (char c : s) q += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return q + "\"";
+}
+
+static std::string bandsText(const Report& rep) {
+    const SessionResult& r = rep.run;
+    if (!r.record->haveCoverage || !(r.result == VANDRO_COLLECTING || r.result == VANDRO_NOT_ENOUGH_DATA)) return "";
+    std::string text;
+    char one[128];
+    for (const ShortBand& b : shortBands(r.record->coverage)) {
+        snprintf(one, sizeof one, "%s %.1f-%.1f Hz %d/%d", b.path.c_str(), b.fromHz, b.toHz, b.accepted, b.needed);
+        text += (text.empty() ? "" : "; ") + std::string(one);
+    }
+    return text;
+}
+
+static void progress(size_t done, size_t total, const std::string& name) {
+    if (!isatty(STDERR_FILENO)) return;
+    const int width = 30, filled = total > 0 ? static_cast<int>(width * done / total) : width;
+    fprintf(stderr, "\r\033[K[%s%s] %zu/%zu %s", std::string(filled, '#').c_str(),
+            std::string(width - filled, ' ').c_str(), done, total, name.c_str());
+    if (done == total) fprintf(stderr, "\r\033[K");
+}
+
+bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,
+                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error) {
+    if (!vsim::readLoadFile(path, load, error)) return false;
+    vsim::CaptureStream stream;
+    if (!vsim::openCapture(*load, options, &stream, error)) {
+        *error = path + ": " + *error;
+        return false;
+    }
+    info->command = "measure";
+    info->source = path;
+    info->sourceNote = load->note;
+    info->simulated = true;
+    info->seed = options.seed;
+    info->levelDbfs = options.levelDbfs;
+    info->snrDb = options.snrDb;
+    *run = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, mode, showProgress);
+    return true;
+}
+
+void addLoadCurve(const vsim::Load& load, Report* report) {
+    report->loadHz = load.table.hz;
+    for (double f : load.table.hz) report->loadOhms.push_back(std::abs(vsim::impedance(load, f)));
+}
+
+// One item of a batch: a capture file or a tabulated load.
+struct Item {
+    std::string name;
+    bool isLoad;
+};
+
+// Runs one item into a report; false with the reason it could not run.
+static bool runItem(const Item& item, int mode, const RunInfo& base, Report* rep, std::string* error) {
+    RunInfo info = base;
+    info.source = item.name;
+    SessionResult run;
+    vsim::Load load;
+    if (item.isLoad) {
+        if (!simulateLoadFile(item.name, mode, vsim::CaptureOptions(), false, &info, &run, &load, error)) return false;
+    } else {
+        std::vector<int16_t> samples;
+        if (!loadCapture(item.name, &samples, error)) return false;
+        info.command = "replay";
+        run = replaySamples(samples, mode, false);
+    }
+    *rep = makeReport(info, std::move(run));
+    if (item.isLoad) addLoadCurve(load, rep);
+    recordLastRun(*rep);
+    return true;
+}
+
+int runBatch(const std::vector<std::string>& captures, const std::vector<std::string>& loads,
+             const BatchOptions& options, int mode, const RunInfo& base) {
+    std::vector<Item> items;
+    for (const std::string& c : captures) items.push_back({c, false});
+    for (const std::string& l : loads) items.push_back({l, true});
+    if (items.empty()) {
+        fprintf(stderr, "vandro: batch: no captures or loads given\n");
+        return kExitUsage;
+    }
+    std::ofstream csv(options.csv);
+    if (!csv) {
+        fprintf(stderr, "vandro: %s: cannot write\n", options.csv.c_str());
+        return kExitUsage;
+    }
+    std::ofstream jsonl;
+    if (!options.jsonl.empty()) {
+        jsonl.open(options.jsonl);
+        if (!jsonl) {
+            fprintf(stderr, "vandro: %s: cannot write\n", options.jsonl.c_str());
+            return kExitUsage;
+        }
+    }
+    csv << "file,result,meaning,buffers,headphone_type,reason,clipped_samples,short_bands\n";
+    int status = kExitDone, done = 0;
+    for (const Item& item : items) {
+        progress(done, items.size(), item.name);
+        Report rep;
+        std::string error;
+        int itemStatus;
+        if (runItem(item, mode, base, &rep, &error)) {
+            const DiagnosticRecord& d = *rep.run.record;
+            csv << csvField(item.name) << "," << rep.run.result << ","
+                << csvField(resultMeaning(rep.run.result, base.mode, rep.run.inputEnded)) << "," << rep.run.buffers
+                << "," << (d.searched ? std::to_string(d.headphoneType) : "") << ","
+                << csvField(d.reason != nullptr ? d.reason : "") << "," << rep.run.capture.clippedSamples << ","
+                << csvField(bandsText(rep)) << "\n";
+            if (jsonl.is_open()) jsonl << nlohmann::json::parse(reportJson(rep)).dump() << "\n";
+            itemStatus = exitStatus(rep.run);
+        } else {
+            csv << csvField(item.name) << ",,error,0,," << csvField(error) << ",,\n";
+            if (jsonl.is_open())
+                jsonl << nlohmann::json({{"schema", 1}, {"source", {{"name", item.name}}}, {"error", error}}).dump()
+                      << "\n";
+            itemStatus = kExitUsage;
+        }
+        if (status == kExitDone) status = itemStatus;
+        done++;
+    }
+    progress(done, items.size(), "");
+    csv.close();
+    if (!csv.good()) {
+        fprintf(stderr, "vandro: %s: cannot write\n", options.csv.c_str());
+        return kExitUsage;
+    }
+    printf("batch: %d run(s); rows in %s\n", done, options.csv.c_str());
+    return status;
+}

@@ -1,0 +1,35 @@
+// Captures from files, and many captures at once: one CSV row (and one JSON
+// line) per capture; a bad file gets its own row and the batch goes on.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "sim/capture.h"
+#include "sim/load.h"
+#include "tools/report.h"
+#include "tools/session.h"
+
+struct BatchOptions {
+    std::string csv;    // one row per capture
+    std::string jsonl;  // one JSON report per line, or empty
+};
+
+// A capture: a 2-channel WAV file, or a folder holding rawDataI.dat and rawDataV.dat.
+bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error);
+// Feeds captured samples buffer by buffer.
+SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress);
+// Simulates the capture of the measured curve in path through the library, as
+// measure does for a preset; false with the reader's one-line reason.
+bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,
+                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error);
+// The input curve of a tabulated load, for the report.
+void addLoadCurve(const vsim::Load& load, Report* report);
+// Runs every capture and every tabulated load (simulated like a preset); the
+// exit status: 0 when every one gave result 1, else the status of the first
+// that did not (1 for a file that could not be read).
+int runBatch(const std::vector<std::string>& captures, const std::vector<std::string>& loads,
+             const BatchOptions& options, int mode, const RunInfo& base);
+// One CSV field, quoted when it needs to be.
+std::string csvField(const std::string& s);
