@@ -57,11 +57,22 @@ static void takeComplexPair(cd*& zc, int& nzc, cd ref, cd* zo, int at) {
     nzc -= 2;
 }
 
+// The unused real zero nearest to the pole (the first of equal distances); -1 if none.
+static int nearestReal(const cd* zr, int nzr, const std::vector<char>& used, cd pole) {
+    int best = -1;
+    for (int i = 0; i < nzr; i++)
+        if (!used[i] && (best < 0 || std::abs(zr[i] - pole) < std::abs(zr[best] - pole))) best = i;
+    return best;
+}
+
 // Walks the ordered poles pair by pair. A pole pair takes the nearest complex
-// zero pair while any is left; after that, and for pairs of real poles when no
-// complex zeros remain, the real zeros in their order (ascending). The single
-// last pole takes the last real zero. A section that finds no zeros fails:
-// -1 for a pair, -2 for the last pole.
+// zero pair while any is left. A section that takes real zeros takes, for each
+// of its poles in turn, the remaining real zero nearest to that pole: the
+// assignment is "nearest first" for real zeros as for complex ones (taking
+// them in list order instead pairs a section's poles with distant zeros, and
+// such a section can fail its 10 Hz check). The single last pole takes the
+// last real zero remaining, in list order. A section that finds no zeros
+// fails: -1 for a pair, -2 for the last pole.
 int orderz(cd* pc, int npc, cd* pr, int npr, cd* zc, int nzc, cd* zr, int nzr, cd* zo, int* nzo) {
     static const char sig[] =
         "int orderz(std::complex<double>*, int, std::complex<double>*, int, std::complex<double>*, int, "
@@ -75,21 +86,28 @@ int orderz(cd* pc, int npc, cd* pr, int npr, cd* zc, int nzc, cd* zr, int nzr, c
     const int n = npc + npr;
     cd* candidates = new cd[nzc > 0 ? nzc : 1];
     for (int i = 0; i < nzc; i++) candidates[i] = zc[i];
-    int nextReal = 0, rc = 0;
+    std::vector<char> used(nzr, 0);
+    int remaining = nzr, rc = 0;
+    auto pole = [&](int i) { return i < npc ? pc[i] : pr[i - npc]; };
     for (int s = 0; 2 * s + 1 < n && rc == 0; s++) {
-        const cd ref = 2 * s < npc ? pc[2 * s] : pr[2 * s - npc];
         if (nzc >= 2) {
-            takeComplexPair(candidates, nzc, ref, zo, 2 * s);
-        } else if (nzr - nextReal >= 2) {
-            zo[2 * s] = zr[nextReal++];
-            zo[2 * s + 1] = zr[nextReal++];
+            takeComplexPair(candidates, nzc, pole(2 * s), zo, 2 * s);
+        } else if (remaining >= 2) {
+            for (int k = 0; k < 2; k++) {
+                const int z = nearestReal(zr, nzr, used, pole(2 * s + k));
+                used[z] = 1;
+                zo[2 * s + k] = zr[z];
+            }
+            remaining -= 2;
         } else {
             rc = -1;
         }
     }
     if (rc == 0 && n % 2 == 1) {
-        if (nzr - nextReal >= 1)
-            zo[n - 1] = zr[nzr - 1];
+        int last = nzr - 1;
+        while (last >= 0 && used[last]) last--;
+        if (last >= 0)
+            zo[n - 1] = zr[last];
         else
             rc = -2;
     }

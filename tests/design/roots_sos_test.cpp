@@ -167,3 +167,24 @@ TEST(Sos, RefusalsLogTheirWholeChain) {
     EXPECT_EQ(tf2sos(num, zeros, 10, &bundle, &gain), -1);
     EXPECT_EQ(countLog(6, "VandroCalc-Matlab", "tf2sos: Could not retrieve order (-1)"), 1);
 }
+
+// A section that takes real zeros takes, pole by pole, the remaining real zero
+// nearest to it (list order would give -0.4, 0.2 | 0.85 and -0.6, -0.3 | 0.8);
+// the last pole takes the last real zero left.
+TEST(Sos, RealZerosGoToTheirNearestPoles) {
+    struct Case {
+        std::vector<cd> pc, pr, zr, expected;
+    };
+    const std::vector<Case> cases = {
+        {{}, {0.9, -0.5, 0.1}, {-0.4, 0.2, 0.85}, {0.85, -0.4, 0.2}},
+        {{cd(-0.5, 0.5), cd(-0.5, -0.5)}, {0.9}, {0.8, -0.6, -0.3}, {-0.6, -0.3, 0.8}},
+    };
+    for (const Case& c : cases) {
+        std::vector<cd> pc = c.pc, pr = c.pr, zr = c.zr, zo(3);
+        int nzo = 0;
+        ASSERT_EQ(orderz(pc.data(), static_cast<int>(pc.size()), pr.data(), static_cast<int>(pr.size()), nullptr, 0,
+                         zr.data(), 3, zo.data(), &nzo), 0);
+        EXPECT_EQ(nzo, 3);
+        for (int i = 0; i < 3; i++) EXPECT_EQ(zo[i], c.expected[i]) << i;
+    }
+}
