@@ -17,6 +17,9 @@
 #include "support/test_env.h"
 #include "util/curve_file.h"
 
+#include <sndfile.h>
+#include <cmath>
+
 struct CliRun {
     int status;
     std::string out, err;
@@ -256,4 +259,90 @@ TEST_F(Cli, PicturesAreDrawnWithoutAShell) {
         EXPECT_EQ(std::count(f.err.begin(), f.err.end(), '\n'), 1) << f.err;
         EXPECT_TRUE(fileExists(dir + "/r.json"));
     }
+}
+
+// A capture cut short after ten buffers: every bin of both paths is short, by
+// a count made by hand (16 full-rate blocks and one decimated spectrum per
+// buffer, every one accepted for this clean capture), on the library's axes
+// (full-rate bins 5..161 at k x 22050/255 Hz, decimated bins 6..158 at k x 1378/255 Hz).
+TEST_F(Cli, CoverageNamesTheShortBands) {
+    vsim::writeWav(dir + "/ten.wav", capture("inear-16", 10), nullptr);
+    CliRun r = vandro({"replay", dir + "/ten.wav", "--json", dir + "/ten.json"});
+    EXPECT_EQ(r.status, 6) << r.err;
+    nlohmann::json c = readJson(dir + "/ten.json")["coverage"];
+    ASSERT_EQ(c.size(), 2u) << c.dump();
+    EXPECT_EQ(c[0]["path"], "decimated");
+    EXPECT_NEAR(c[0]["from_hz"].get<double>(), 6 * 1378.0 / 255, 1e-9);
+    EXPECT_NEAR(c[0]["to_hz"].get<double>(), 158 * 1378.0 / 255, 1e-9);
+    EXPECT_EQ(c[0]["accepted"], 10);
+    EXPECT_EQ(c[0]["needed"], 37);
+    EXPECT_EQ(c[1]["path"], "full");
+    EXPECT_NEAR(c[1]["from_hz"].get<double>(), 5 * 22050.0 / 255, 1e-9);
+    EXPECT_NEAR(c[1]["to_hz"].get<double>(), 161 * 22050.0 / 255, 1e-9);
+    EXPECT_EQ(c[1]["accepted"], 160);
+    EXPECT_EQ(c[1]["needed"], 600);
+    EXPECT_NE(r.out.find("Coverage: 2 band(s) short of data"), std::string::npos) << r.out;
+}
+
+// What a run fed, saved as a WAV and as raw-capture files, replays to the same
+// result and the same 25 coefficients.
+TEST_F(Cli, SavedCapturesReplayToTheSameFit) {
+    CliRun m = vandro({"measure", "--preset", "inear-16", "--save-wav", dir + "/fed.wav", "--save-raw",
+                       dir + "/raw", "--json", dir + "/m.json"});
+    ASSERT_EQ(m.status, 0) << m.err;
+    const nlohmann::json direct = readJson(dir + "/m.json");
+    std::vector<int16_t> fed;
+    ASSERT_TRUE(vsim::readWav(dir + "/fed.wav", &fed, nullptr));
+    EXPECT_EQ(fed.size(), 38u * VANDRO_SAMPLES_PER_BUFFER);
+    EXPECT_EQ(readLines(dir + "/raw/rawDataI.dat").size(), 38u * VANDRO_FRAMES_PER_BUFFER);
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"replay", dir + "/fed.wav"}, {"replay", dir + "/raw"},
+          {"replay", dir + "/raw/rawDataI.dat", dir + "/raw/rawDataV.dat"}}) {
+        std::vector<std::string> a = args;
+        a.insert(a.end(), {"--json", dir + "/r.json"});
+        CliRun r = vandro(a);
+        EXPECT_EQ(r.status, 0) << a[1] << r.err;
+        const nlohmann::json again = readJson(dir + "/r.json");
+        EXPECT_EQ(again["result"], direct["result"]) << a[1];
+        EXPECT_EQ(again["coefficients"], direct["coefficients"]) << a[1];
+    }
+}
+
+TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
+    vsim::writeWav(dir + "/good.wav", capture("dual-ba", 40), nullptr);
+    vsim::writeWav(dir + "/short.wav", capture("dual-ba", 5), nullptr);
+    writeText(dir + "/bad.wav", "not audio");
+    CliRun r = vandro({"batch", dir + "/good.wav", dir + "/short.wav", dir + "/bad.wav", "--csv", dir + "/b.csv",
+                       "--jsonl", dir + "/b.jsonl"});
+    EXPECT_EQ(r.status, 6) << r.err;  // the status of the first capture that did not give result 1
+    const std::vector<std::string> rows = readLines(dir + "/b.csv");
+    ASSERT_EQ(rows.size(), 4u);
+    EXPECT_EQ(rows[0], "file,result,meaning,buffers,headphone_type,reason,clipped_samples,short_bands");
+    EXPECT_EQ(rows[1].rfind(dir + "/good.wav,1,done: 25 coefficients written,38,1,,0,", 0), 0u) << rows[1];
+    EXPECT_EQ(rows[2].rfind(dir + "/short.wav,0,the input ended before the library had enough data,5,,,0,"
+                                  "decimated 32.4-853.8 Hz 5/37; full 432.4-13921.8 Hz 80/600",
+                            0),
+              0u)
+        << rows[2];
+    EXPECT_EQ(rows[3].rfind(dir + "/bad.wav,,error,0,,", 0), 0u) << rows[3];
+    EXPECT_EQ(readLines(dir + "/b.jsonl").size(), 3u);
+}
+
+TEST_F(Cli, SignalWritesTheStimulus) {
+    CliRun r = vandro({"signal", "--wav", dir + "/s.wav", "--seconds", "2", "--level", "-6"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    SF_INFO info = {};
+    SNDFILE* f = sf_open((dir + "/s.wav").c_str(), SFM_READ, &info);
+    ASSERT_NE(f, nullptr);
+    std::vector<short> s(static_cast<size_t>(info.frames));
+    sf_readf_short(f, s.data(), info.frames);
+    sf_close(f);
+    EXPECT_EQ(info.channels, 1);
+    EXPECT_EQ(info.samplerate, 44100);
+    EXPECT_EQ(info.frames, 88200);
+    int peak = 0;
+    for (short v : s) peak = std::max(peak, std::abs(static_cast<int>(v)));
+    EXPECT_NEAR(20 * log10(peak / 32768.0), -6.0, 0.01);
+    // Periodic on the buffer: what the library's analysis needs.
+    for (size_t t = 0; t + 8192 < s.size(); t += 997) ASSERT_EQ(s[t], s[t + 8192]) << t;
 }
