@@ -57,9 +57,10 @@ def draw(report, out):
                         label="line-input threshold (200 ohm at the lowest frequency)")
         imp.legend(loc="center right", fontsize=8)
     else:
-        imp.text(0.5, 0.5, "no device curve: this run did not reach it", ha="center",
+        imp.text(0.5, 0.92, "no device curve: this run did not reach it", ha="center",
                  transform=imp.transAxes)
-    imp.set_ylabel("impedance (ohm)")
+    if curve or not report.get("coverage"):
+        imp.set_ylabel("impedance (ohm)")
     imp.grid(True, which="both", alpha=0.3)
 
     target = report.get("target_curve")
@@ -92,17 +93,29 @@ def draw(report, out):
 
 
 def shade_coverage(report, ax):
+    """Bands short of data: shaded behind a device curve, or, when the run
+    built none, drawn as how much of what the library needs each band has."""
     bands = report.get("coverage") or []
+    alone = not report.get("device_curve")
+    colours = {"full": "tab:orange", "decimated": "tab:purple"}
     for i, b in enumerate(bands):
         lo, hi = b["from_hz"], b["to_hz"]
         if hi <= lo:
             hi = lo * 1.02
-        ax.axvspan(lo, hi, color="tab:orange", alpha=0.25,
-                   label="short of data" if i == 0 else None)
-        ax.annotate(f"{b['accepted']}/{b['needed']}", ((lo * hi) ** 0.5, 0.05),
-                    xycoords=("data", "axes fraction"), fontsize=7, ha="center")
-    if bands and not report.get("device_curve"):
+        label = f"{b['path']} path short of data" if i == 0 or bands[i - 1]["path"] != b["path"] else None
+        share = 100.0 * b["accepted"] / b["needed"]
+        if alone:
+            ax.fill_between([lo, hi], 0, share, color=colours.get(b["path"], "tab:orange"), alpha=0.45,
+                            step="post", label=label)
+            ax.annotate(f"{b['accepted']}/{b['needed']}", ((lo * hi) ** 0.5, share),
+                        fontsize=8, ha="center", va="bottom")
+        else:
+            ax.axvspan(lo, hi, color=colours.get(b["path"], "tab:orange"), alpha=0.2, label=label)
+    if bands and alone:
         ax.set_xscale("log")
+        ax.set_ylim(0, 110)
+        ax.axhline(100, color="black", lw=0.8, linestyle=":", label="what the library needs")
+        ax.set_ylabel("data gathered (% of need)")
         ax.legend(loc="upper right", fontsize=8)
 
 
