@@ -24,6 +24,8 @@ void diagnosticsEnable(bool on) {
 
 const DiagnosticRecord* diagnosticsRecord() { return gRecord; }
 
+const char* diagnosticsLibraryVersion() { return VANDRO_VERSION; }
+
 const char* diagnosticsStorageRoot() { return gRootPath.c_str(); }
 
 const char* diagnosticsDeviceCurvePath() {

@@ -49,6 +49,8 @@ struct DiagnosticRecord {
 void diagnosticsEnable(bool on);
 // The record of the current measurement, or null while recording is off.
 const DiagnosticRecord* diagnosticsRecord();
+// The library's version, "MAJOR.MINOR.PATCH".
+const char* diagnosticsLibraryVersion();
 // The storage root, the device curve file and the reference curve file of this build.
 const char* diagnosticsStorageRoot();
 const char* diagnosticsDeviceCurvePath();

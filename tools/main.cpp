@@ -191,6 +191,8 @@ static int storeReference(const std::string& root) {
 int main(int argc, char** argv) {
     CLI::App app{"vandro: headset impedance measurement and compensation, on a workstation"};
     app.footer(kStatuses);
+    app.set_version_flag("--version", std::string("vandro ") + VANDRO_PROGRAM_VERSION + ", libvandro " +
+                                          diagnosticsLibraryVersion());
     app.require_subcommand(1);
     std::string preset = vsim::defaultPresetName(), mode = "fit", json, png;
     vsim::CaptureOptions options;
@@ -257,6 +259,8 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
         app.exit(e);

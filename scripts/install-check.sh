@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs the library and the program into a fresh prefix, builds the example
+# consumer against the installed package, removes the build tree, and runs the
+# installed program and the consumer from another folder.
+#   bash scripts/install-check.sh [PREFIX]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+top=$(pwd)
+work=$(mktemp -d /tmp/vandro-install-XXXXXX)
+prefix=${1:-$work/prefix}
+build="$work/build"
+bash scripts/setup.sh
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$prefix" \
+  -DVANDRO_TESTS=OFF -DVANDRO_BENCH=OFF > "$work/configure.log" 2>&1 || { cat "$work/configure.log"; exit 1; }
+cmake --build "$build" -j2 > "$work/build.log" 2>&1 || { tail -40 "$work/build.log"; exit 1; }
+cmake --install "$build" > "$work/install.log" 2>&1 || { cat "$work/install.log"; exit 1; }
+cmake -S examples/consumer -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" > "$work/consumer.log" 2>&1 \
+  && cmake --build "$work/consumer" >> "$work/consumer.log" 2>&1 || { cat "$work/consumer.log"; exit 1; }
+rm -rf "$build"
+mkdir -p "$work/elsewhere"
+cd "$work/elsewhere"
+"$prefix/bin/vandro" --version
+"$prefix/bin/vandro" measure --preset dual-ba --save-wav capture.wav --plot capture.png > measure.txt
+grep -q "Curve files: $prefix/var/lib/vandro/data" measure.txt || { echo "install-check: wrong storage root" >&2; cat measure.txt; exit 1; }
+test -s capture.png
+"$work/consumer/vandro_consumer" capture.wav
+echo "install-check: installed into $prefix; program and consumer ran from $work/elsewhere"
+cd "$top"
+rm -rf "$work"
