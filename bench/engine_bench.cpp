@@ -109,6 +109,56 @@ static void BM_FitStage(benchmark::State& state) {
 }
 BENCHMARK(BM_FitStage)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
+// The engine's whole state after the 37th buffer of a capture.
+struct Snapshot {
+    Filled spectra;
+    std::vector<int32_t> counts, countsDec;
+    int32_t buffers, blocks;
+    std::vector<double> lowX, lowY;
+    std::vector<int16_t> last;  // the buffer that completes the data
+};
+
+static Snapshot snapshot(const char* preset) {
+    Snapshot s{fill(preset), {}, {}, 0, 0, {}, {}, capture(preset)[37]};
+    s.counts.assign(gBinCount, gBinCount + kFullBins);
+    s.countsDec.assign(gBinCountDec, gBinCountDec + kDecBins);
+    s.buffers = gBufferCount;
+    s.blocks = gBlockCount;
+    s.lowX.assign(gLowpassX, gLowpassX + kLowpassTaps);
+    s.lowY.assign(gLowpassY, gLowpassY + kLowpassTaps);
+    return s;
+}
+
+static void restore(const Snapshot& s) {
+    restore(s.spectra);
+    std::copy(s.counts.begin(), s.counts.end(), gBinCount);
+    std::copy(s.countsDec.begin(), s.countsDec.end(), gBinCountDec);
+    gBufferCount = s.buffers;
+    gBlockCount = s.blocks;
+    std::copy(s.lowX.begin(), s.lowX.end(), gLowpassX);
+    std::copy(s.lowY.begin(), s.lowY.end(), gLowpassY);
+}
+
+static const char* const kFitting[] = {"earbud-32", "inear-16", "dual-ba", "closed-64", "gaming-24"};
+
+// The one call that completes a measurement: the 38th buffer, from the
+// accumulated spectra to the 25 floats, through the C entry point.
+static void BM_FinishingCall(benchmark::State& state) {
+    const Snapshot s = snapshot(kFitting[state.range(0)]);
+    std::vector<int16_t> buffer = s.last;
+    float c[VANDRO_NUM_COEFS];
+    for (auto _ : state) {
+        state.PauseTiming();
+        restore(s);
+        state.ResumeTiming();
+        if (VandroHandleBuffer(buffer.data(), VANDRO_SAMPLES_PER_BUFFER, c, VANDRO_MODE_FIT) != VANDRO_DONE)
+            state.SkipWithError("the finishing call did not give result 1");
+    }
+    state.SetLabel(kFitting[state.range(0)]);
+    VandroClose();
+}
+BENCHMARK(BM_FinishingCall)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
+
 // First buffer to coefficients: the compute of one whole measurement.
 static void BM_WholeMeasurement(benchmark::State& state) {
     auto buffers = capture(kPresets[state.range(0)]);

@@ -1,5 +1,7 @@
 #include "util/interpolation.h"
 
+#include <cmath>
+
 #include "platform/log.h"
 
 static double lineThrough(double x0, double y0, double x1, double y1, double q) {
@@ -21,13 +23,24 @@ int interp1f(double* x, double* y, double* xi, double* yi, int xSize, int xiSize
         return 0;
     }
     const int last = xSize - 1;
+    // With a strictly increasing table each query has at most one interval,
+    // and a query not below the previous one has its interval at or after the
+    // previous one's: the scan resumes there and finds the same interval, with
+    // the same arithmetic. Any other query scans from the start.
+    bool increasing = true;
+    for (int k = 1; k < xSize && increasing; k++) increasing = x[k] > x[k - 1];
+    int from = 1;
+    double previous = -INFINITY;
     for (int i = 0; i < xiSize; i++) {
         const double q = xi[i];
+        if (!(increasing && q >= previous)) from = 1;
+        previous = q;
         bool found = false;
-        for (int k = 1; k < xSize && !found; k++) {
+        for (int k = from; k < xSize && !found; k++) {
             if (x[k - 1] <= q && x[k] > q) {
                 yi[i] = lineThrough(x[k - 1], y[k - 1], x[k], y[k], q);
                 found = true;
+                from = k;
             }
         }
         if (found) continue;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -131,4 +132,29 @@ TEST(Spline, ReproducesStraightLinesAndItsKnotsAtChordLengthParameters) {
     EXPECT_EQ(spline(px, py, 3, chord, three, 1), 0);
     EXPECT_NEAR(three[0], 2.0, 1e-12);
     EXPECT_EQ(spline(px, py, 0, chord, three, 1), -1);
+}
+
+// Sorted queries resume the interval scan where the previous query found its
+// interval; shuffled ones scan from the start. Both give the same bits, at the
+// knots, between them and beyond both ends.
+TEST(Interp1f, SortedAndShuffledQueriesGiveIdenticalOutput) {
+    std::vector<double> x(2048), y(2048);
+    for (int k = 0; k < 2048; k++) {
+        x[k] = k * (24000.0 / 2047) + (k % 7) * 0.01;  // increasing, unevenly spaced
+        y[k] = sin(k / 37.0) * 9.0;
+    }
+    std::vector<double> q;
+    for (int i = 0; i < 8192; i++) q.push_back(-50.0 + i * (24100.0 / 8191));  // both ends beyond the table
+    q.insert(q.end(), {x[0], x[1], x[1000], x[2047], x[2047], 30000.0});
+    std::sort(q.begin(), q.end());
+    std::vector<int> order(q.size());
+    for (size_t i = 0; i < order.size(); i++) order[i] = static_cast<int>((i * 7919) % order.size());
+    std::vector<double> shuffled(q.size()), sortedOut(q.size()), shuffledOut(q.size());
+    for (size_t i = 0; i < q.size(); i++) shuffled[i] = q[order[i]];
+    const int n = static_cast<int>(q.size());
+    ASSERT_EQ(interp1f(x.data(), y.data(), q.data(), sortedOut.data(), 2048, n), 0);
+    ASSERT_EQ(interp1f(x.data(), y.data(), shuffled.data(), shuffledOut.data(), 2048, n), 0);
+    for (size_t i = 0; i < q.size(); i++) ASSERT_EQ(sortedOut[order[i]], shuffledOut[i]) << q[order[i]];
+    const size_t atLast = std::find(q.begin(), q.end(), x[2047]) - q.begin();
+    EXPECT_EQ(sortedOut[atLast], y[2047]);  // a query at the last knot gives its value
 }
