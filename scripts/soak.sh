@@ -7,4 +7,4 @@ build=${VANDRO_BUILD_DIR:-build}
 bash scripts/setup.sh
 cmake -S . -B "$build" > /dev/null
 cmake --build "$build" -j2 --target vandro_soak > /dev/null
-"$build/tests/vandro_soak" "${1:-2000}"
+"$build/tools/vandro_soak" "${1:-2000}"

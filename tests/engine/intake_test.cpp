@@ -119,22 +119,3 @@ TEST_F(Intake, CallsTheEngineCannotServeFailWithoutChangingState) {
     EXPECT_EQ(gBufferCount, 0);
     EXPECT_EQ(countLog(6, "VandroCalc", failed), 1);
 }
-
-TEST(Thresholds, TablesHoldTheListedValues) {
-    // Sums of the listed integers N (value = N x 1e-7), counted independently.
-    auto sumN = [](const double* t, int n) {
-        long s = 0;
-        for (int i = 0; i < n; i++) s += lround(t[i] * 1e7);
-        return s;
-    };
-    EXPECT_EQ(sumN(threshY, 157), 15597);
-    EXPECT_EQ(sumN(threshU, 157), 21150);
-    EXPECT_EQ(sumN(threshYDec, 256), 13579);
-    EXPECT_EQ(sumN(threshUDec, 256), 25010);
-    EXPECT_EQ(threshY[0], 1.54e-05);
-    EXPECT_EQ(threshY[156], 8.1e-06);
-    EXPECT_EQ(threshU[0], 2.88e-05);
-    EXPECT_EQ(threshYDec[0], 1.117e-04);
-    EXPECT_EQ(threshUDec[6], 4.29e-05);
-    EXPECT_EQ(threshUDec[255], 0.0);
-}

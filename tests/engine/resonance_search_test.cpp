@@ -123,28 +123,3 @@ TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {
     EXPECT_EQ(findResonances(edges.data(), f.data(), &none), -1);
     EXPECT_EQ(countLog(6, "VandroCalc", "No peaks found"), 1);
 }
-
-TEST(ResonanceSearch, PresetsAreTypedAndTheirResonancesFound) {
-    resetEngine();
-    VandroInit();
-    ASSERT_EQ(measurePreset("earbud-32", 2).result, 1);
-    EXPECT_EQ(diagnosticsRecord()->headphoneType, 0);  // strong, broad low resonance: concha
-    EXPECT_EQ(gHeadphoneType, 0);
-    const ResonanceList& r = diagnosticsRecord()->resonances;
-    ASSERT_GE(r.n, 3);
-    // The smoothing moves the low peak up (110 Hz in the load); the kHz peaks stay put.
-    EXPECT_NEAR(r.freq[0], 110.0, 35.0);
-    auto near = [&](double f) {
-        for (int i = 0; i < r.n; i++)
-            if (fabs(r.freq[i] / f - 1) < 0.05) return true;
-        return false;
-    };
-    EXPECT_TRUE(near(5800.0));
-    EXPECT_TRUE(near(8500.0));
-
-    for (const char* inEar : {"inear-16", "dual-ba"}) {
-        ASSERT_EQ(measurePreset(inEar, 2).result, 1) << inEar;
-        EXPECT_EQ(diagnosticsRecord()->headphoneType, 1) << inEar;
-    }
-    resetEngine();
-}

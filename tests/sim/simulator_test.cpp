@@ -101,19 +101,6 @@ TEST(SimCapture, ChannelRatioReadsTheLoadImpedanceOnTheAnalysisBins) {
     free(small);
 }
 
-TEST(SimCapture, EveryPresetClearsEveryThresholdAtTheDefaultLevel) {
-    for (const Load& load : presets()) {
-        resetEngine();
-        VandroInit();
-        std::vector<int16_t> buf;
-        ASSERT_TRUE(synthesize(load, CaptureOptions(), 1, &buf, nullptr, nullptr));
-        ASSERT_EQ(VandroHandleBuffer(buf.data(), kValuesPerBuffer, nullptr, 0), 0);
-        EXPECT_EQ(*std::min_element(gBinCount, gBinCount + kFullBins), 16) << load.name;
-        EXPECT_EQ(*std::min_element(gBinCountDec + 6, gBinCountDec + 159), 1) << load.name;
-    }
-    resetEngine();
-}
-
 TEST(SimCapture, SeedsReproduceAndOptionsAreExplicit) {
     Load load;
     ASSERT_TRUE(findPreset("closed-64", &load, nullptr));
