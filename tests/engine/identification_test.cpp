@@ -46,26 +46,33 @@ TEST_F(Identification, SameAndNewHeadsetsThroughTheEntryPoint) {
     EXPECT_EQ(countLog(4, "VandroCalc", "New Headset Detected"), 1);
 }
 
-TEST_F(Identification, LevelMatchingCorrelationAndItsBoundaries) {
-    std::vector<double> ref(228), dev(228);
-    for (int i = 0; i < 228; i++) ref[i] = 30 + 10 * sin(i / 20.0);
-    for (int i = 0; i < 228; i++) dev[i] = 3.5 * ref[i];
-    EXPECT_EQ(identify(dev, ref), 0);  // a scaled copy correlates at 1
-
-    std::vector<double> other(228);
-    for (int i = 0; i < 228; i++) other[i] = 30 + 10 * cos(i / 7.0);
-    clearLog();
-    EXPECT_EQ(identify(other, ref), 5);
-    EXPECT_EQ(countLog(4, "VandroCalc", "New Headset Detected"), 1);
-
+// Correlations just above and below the single-precision 0.92: the device
+// curve is r u + sqrt(1 - r^2) w around a level, u and w orthogonal with equal
+// norms, so its correlation with the reference (u around another level) is r
+// exactly; the level matching at element 1 only scales it.
+TEST_F(Identification, TheThresholdIsTheSinglePrecision092) {
+    const struct {
+        double r;
+        int expected;
+    } table[] = {{1.0, 0}, {0.9201, 0}, {0.9200001, 0}, {0.9199, 5}, {0.5, 5}, {-1.0, 5}};
+    for (const auto& row : table) {
+        std::vector<double> ref(228), dev(228);
+        for (int i = 0; i < 228; i++) {
+            const double u = sin(2 * M_PI * 3 * i / 228), w = cos(2 * M_PI * 3 * i / 228);
+            ref[i] = 30 + 10 * u;
+            dev[i] = 50 + 10 * (row.r * u + sqrt(1 - row.r * row.r) * w);
+        }
+        clearLog();
+        EXPECT_EQ(identify(dev, ref), row.expected) << row.r;
+        EXPECT_EQ(countLog(4, "VandroCalc", "New Headset Detected"), row.expected == 5 ? 1 : 0) << row.r;
+    }
     // Element 1, not element 0, must exceed 0.001 ("%f" keeps six decimals).
+    std::vector<double> ref(228, 30.0), dev(228, 30.0);
     dev[0] = 0.0;
     dev[1] = 0.001;
     clearLog();
     EXPECT_EQ(identify(dev, ref), -1);
-    EXPECT_EQ(countLog(6, "VandroCalc",
-                       std::string(kCorr) + ": deviceImpedance less or equals to zero (-1)"),
-              1);
+    EXPECT_EQ(countLog(6, "VandroCalc", std::string(kCorr) + ": deviceImpedance less or equals to zero (-1)"), 1);
     dev[1] = 0.0011;
     EXPECT_NE(identify(dev, ref), -1);
 }

@@ -73,10 +73,3 @@ TEST_F(RawCapture, DefaultWithCaptureOnRestartsTheCapture) {
     ASSERT_EQ(ref.size(), 228u);
     EXPECT_EQ(ref[227], "257.000000");
 }
-
-TEST_F(RawCapture, DefaultWithoutADeviceCurveFailsAndWritesNothing) {
-    EXPECT_EQ(VandroDefault(), -1);
-    EXPECT_EQ(countLog(6, "VandroCalc", "int VandroDefault(): importCurve failed (-1)"), 1)
-        << dumpLog();
-    EXPECT_FALSE(fileExists(storageRoot() + "/data/default_device_impedance.dat"));
-}

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <vector>
@@ -74,14 +75,21 @@ TEST_F(Robustness, StorageThatCannotBeWrittenLosesNothing) {
     EXPECT_EQ(measure(load, vsim::CaptureOptions(), 1).result, -1);  // identification cannot read
     EXPECT_EQ(countLog(6, "VandroCalc", "int curveCorrelation(std::string, std::string, int): importCurve failed (-1)"), 1);
 
-    // A full device (writes vanish): the reference survives a failing VandroDefault.
+    // A full device under the reference's temporary file (its writes vanish):
+    // the store reads the write back, fails, and leaves the old reference and
+    // no temporary behind.
     removeTree(storageRoot());
     makeDirs(storageRoot() + "/data");
     std::string reference;
     for (int i = 0; i < 228; i++) reference += "31.000000\n";
-    writeText(dataFile("default_device_impedance.dat"), reference);
-    ASSERT_EQ(symlink("/dev/full", dataFile("device_impedance.dat").c_str()), 0);
-    EXPECT_EQ(measure(load, vsim::CaptureOptions(), 2).result, 1);
+    const std::string path = dataFile("default_device_impedance.dat");
+    writeText(path, reference);
+    ASSERT_EQ(measure(load, vsim::CaptureOptions(), 2).result, 1);
+    ASSERT_EQ(symlink("/dev/full", (path + ".tmp").c_str()), 0);
+    clearLog();
     EXPECT_EQ(VandroDefault(), -1);
-    EXPECT_EQ(readLines(dataFile("default_device_impedance.dat")), std::vector<std::string>(228, "31.000000"));
+    EXPECT_EQ(countLog(6, "VandroCalc", "int VandroDefault(): exportCurve failed (-1)"), 1) << dumpLog();
+    EXPECT_EQ(readLines(path), std::vector<std::string>(228, "31.000000"));
+    struct stat st;
+    EXPECT_NE(lstat((path + ".tmp").c_str(), &st), 0) << "the temporary is left behind";
 }
