@@ -188,7 +188,7 @@ static int storeReference(const std::string& root) {
     return 0;
 }
 
-int main(int argc, char** argv) {
+static int run(int argc, char** argv) {
     CLI::App app{"vandro: headset impedance measurement and compensation, on a workstation"};
     app.footer(kStatuses);
     app.set_version_flag("--version", std::string("vandro ") + VANDRO_PROGRAM_VERSION + ", libvandro " +
@@ -207,7 +207,7 @@ int main(int argc, char** argv) {
     measure->add_option("--load", loadFile, "a measured impedance curve to simulate instead (.csv, .txt, .zma)")
         ->check(fileName)->excludes(presetOption);
     measure->add_option("--seed", options.seed, "excitation and noise seed")
-        ->check(CLI::NonNegativeNumber)->capture_default_str();
+        ->check(CLI::Range(0.0, 1.8e19))->capture_default_str();
     measure->add_option("--level", options.levelDbfs, "drive peak in dBFS")
         ->check(CLI::Range(-120.0, 0.0))->capture_default_str();
     measure->add_option("--snr", options.snrDb, "noise on each channel, dB below its RMS (default: none)")
@@ -263,8 +263,11 @@ int main(int argc, char** argv) {
     } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
-        app.exit(e);
-        return kExitUsage;
+        // One line, in the program's own form; --help lists the options.
+        std::string what = e.what();
+        if (what.find("not in range") != std::string::npos && what.find(": Value ") != std::string::npos)
+            what = what.substr(0, what.find(" not in range")) + " is out of range";
+        return fail(what + " (see vandro --help)");
     }
 
     RunInfo info;
@@ -308,4 +311,15 @@ int main(int argc, char** argv) {
         r = replaySamples(samples, modeNumber(mode), true);
     }
     return finish(info, std::move(r), json, png, saveWav, saveRaw, tabulated);
+}
+
+int main(int argc, char** argv) {
+    // Whatever escapes (memory for an enormous file, a file system error) is
+    // one line and status 1, never an abort.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        fprintf(stderr, "vandro: %s\n", e.what());
+        return kExitUsage;
+    }
 }
