@@ -63,12 +63,12 @@ struct Input {
             static const double kSpecial[] = {0.0, -0.0, 1.0, -1.0, NAN, INFINITY, -INFINITY, 1e300};
             return kSpecial[kind];
         }
+        uint64_t bits = 0;
+        for (int i = 0; i < 8; i++) bits |= static_cast<uint64_t>(byte()) << (8 * i);
         double v = 0;
-        uint8_t raw[8] = {};
-        for (uint8_t& r : raw) r = byte();
-        memcpy(&v, raw, sizeof v);
+        memcpy(&v, &bits, sizeof v);
         // Mostly moderate values, so that the numerics run deep; raw bits sometimes.
-        return kind < 64 ? v : (static_cast<int>(raw[0] | raw[1] << 8) - 32768) / 256.0;
+        return kind < 64 ? v : (static_cast<int>(bits & 0xffff) - 32768) / 256.0;
     }
     float single() { return static_cast<float>(real()); }
 };
