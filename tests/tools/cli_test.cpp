@@ -314,11 +314,13 @@ TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
     vsim::writeWav(dir + "/good.wav", capture("dual-ba", 40), nullptr);
     vsim::writeWav(dir + "/short.wav", capture("dual-ba", 5), nullptr);
     writeText(dir + "/bad.wav", "not audio");
-    CliRun r = vandro({"batch", dir + "/good.wav", dir + "/short.wav", dir + "/bad.wav", "--csv", dir + "/b.csv",
-                       "--jsonl", dir + "/b.jsonl"});
+    writeText(dir + "/flat.csv", "freq_hz,z_ohm\n20,32\n20000,32\n");
+    writeText(dir + "/broken.zma", "20 32 0\n10 33 0\n");
+    CliRun r = vandro({"batch", dir + "/good.wav", dir + "/short.wav", dir + "/bad.wav", "--load", dir + "/flat.csv",
+                       dir + "/broken.zma", "--csv", dir + "/b.csv", "--jsonl", dir + "/b.jsonl"});
     EXPECT_EQ(r.status, 6) << r.err;  // the status of the first capture that did not give result 1
     const std::vector<std::string> rows = readLines(dir + "/b.csv");
-    ASSERT_EQ(rows.size(), 4u);
+    ASSERT_EQ(rows.size(), 6u);
     EXPECT_EQ(rows[0], "file,result,meaning,buffers,headphone_type,reason,clipped_samples,short_bands");
     EXPECT_EQ(rows[1].rfind(dir + "/good.wav,1,done: 25 coefficients written,38,1,,0,", 0), 0u) << rows[1];
     EXPECT_EQ(rows[2].rfind(dir + "/short.wav,0,the input ended before the library had enough data,5,,,0,"
@@ -327,7 +329,11 @@ TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
               0u)
         << rows[2];
     EXPECT_EQ(rows[3].rfind(dir + "/bad.wav,,error,0,,", 0), 0u) << rows[3];
-    EXPECT_EQ(readLines(dir + "/b.jsonl").size(), 3u);
+    // A flat 32 ohm curve is a resistor to the library; a malformed curve is its own row.
+    EXPECT_EQ(rows[4].rfind(dir + "/flat.csv,4,load rejected", 0), 0u) << rows[4];
+    EXPECT_EQ(rows[5], dir + "/broken.zma,,error,0,," + dir + "/broken.zma:2: frequencies are not increasing,,")
+        << rows[5];
+    EXPECT_EQ(readLines(dir + "/b.jsonl").size(), 5u);
 }
 
 TEST_F(Cli, SignalWritesTheStimulus) {
