@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Runs one fuzz target for a fixed time with libFuzzer's coverage report and
+# prints its figures: edges covered, executions per second, and which of the
+# pipeline's functions it reached. Resumes from (and adds to) its corpus.
+#   bash scripts/fuzz-figures.sh TARGET [seconds, default 600]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+target=$1
+seconds=${2:-600}
+build=${VANDRO_FUZZ_BUILD_DIR:-build-fuzz}
+[ -x "$build/fuzz/$target" ] || { echo "fuzz-figures: build the targets first (bash scripts/fuzz.sh 1)" >&2; exit 1; }
+corpus="$build/corpus/$target"
+mkdir -p "$corpus" "$build/artifacts/$target"
+seeds=()
+[ -d "fuzz/corpus/$target" ] && seeds=("fuzz/corpus/$target")
+log="$build/$target.figures.log"
+"$build/fuzz/$target" "$corpus" "${seeds[@]}" -max_total_time="$seconds" -timeout=60 -print_coverage=1 \
+  -print_final_stats=1 -artifact_prefix="$build/artifacts/$target/" > "$log" 2>&1 || true
+edges=$(grep -E "^#[0-9]+ +DONE" "$log" | sed -E 's/.*cov: ([0-9]+).*/\1/' | tail -1)
+runs=$(grep -E "stat::number_of_executed_units" "$log" | awk '{print $2}')
+echo "$target: ${edges:-?} edges, ${runs:-?} executions in ${seconds} s ($(echo "scale=1; ${runs:-0} / $seconds" | bc) per second)"
+for f in VandroHandleBuffer readBuffer calcDeviceCurve searchResonances calculateModelInEar calculateModelInConcha \
+         adaptFilterCurve freqToIr stmcb tf2sos curveCorrelation VandroDefault importCurve; do
+  if grep -q "COVERED_FUNC: .* $f(" "$log"; then printf '  reached %s\n' "$f"; fi
+done
+grep -l . "$build/artifacts/$target/"* 2>/dev/null | sed 's/^/  found: /' || true
