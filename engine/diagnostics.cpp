@@ -9,7 +9,6 @@ static DiagnosticRecord* gRecord = nullptr;  // non-null while recording is on
 
 static void clearRecord() {
     memset(gRecord, 0, sizeof *gRecord);
-    gRecord->headphoneType = -1;
 }
 
 void diagnosticsEnable(bool on) {
