@@ -47,6 +47,12 @@ TEST_F(DeviceCurve, ClassificationBoundaries) {
     flat[1] = 500.0;
     flat[200] = 500.0;
     EXPECT_EQ(classifyLoad(flat.data()), 4);
+    // ... both ends of that range included.
+    for (int edge : {71, 156}) {
+        std::vector<double> one(228, 50.0);
+        one[edge] = 60.0;
+        EXPECT_EQ(classifyLoad(one.data()), 0) << edge;
+    }
 }
 
 TEST_F(DeviceCurve, RatiosBeforeSmoothingFollowTheLoad) {

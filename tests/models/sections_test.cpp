@@ -129,6 +129,13 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
     std::fill(c.begin(), c.end(), 0.0);
     loudCurve(freq, h, 1, c.data());  // no treble peak: nearest of 120/110 for 115 Hz is 120
     EXPECT_EQ(c[89], loudCurves[89]);
+    // The bass band is open at 40 Hz and 400 Hz: a peak at 41 Hz takes part, one at 40 does not.
+    for (const auto& low : {std::make_pair(41.0, 10.0347), std::make_pair(40.0, loudCurves[3 * 90])}) {
+        double f2[2] = {low.first, 3000}, h2[2] = {10.5, 1.5};
+        std::fill(c.begin(), c.end(), 0.0);
+        loudCurve(f2, h2, 2, c.data());
+        EXPECT_EQ(c[0], low.second) << low.first;
+    }
 
     std::vector<double> curve(2048);
     for (int i = 0; i < 2048; i++) curve[i] = (i % 2) ? 20.0 : -20.0;

@@ -131,6 +131,8 @@ TEST(Spline, ReproducesStraightLinesAndItsKnotsAtChordLengthParameters) {
     double three[3];
     EXPECT_EQ(spline(px, py, 3, chord, three, 1), 0);
     EXPECT_NEAR(three[0], 2.0, 1e-12);
+    EXPECT_EQ(spline(px, py, 1, chord, three, 1), 0);  // one point: a constant
+    EXPECT_EQ(three[0], py[0]);
     EXPECT_EQ(spline(px, py, 0, chord, three, 1), -1);
 }
 
