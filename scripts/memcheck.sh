@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A full measurement of every preset under valgrind memcheck: no invalid
-# access, no leak. The exit status is non-zero at the first error.
+# A full measurement of every preset under valgrind memcheck, and the numeric
+# functions given hostile counts: no invalid access, no leak. The exit status is non-zero at the first error.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${VANDRO_BUILD_DIR:-build}
@@ -20,4 +20,12 @@ for preset in $("$build/tools/vandro" presets | awk '{print $1}'); do
     fi
   fi
 done
+# The numeric functions with hostile counts: refused without a stray access.
+cmake --build "$build" -j2 --target vandro_tests > /dev/null
+if valgrind --error-exitcode=99 -q "$build/tests/vandro_tests" --gtest_filter='HostileCounts*' \
+     > "$build/memcheck-hostile-counts.log" 2>&1; then
+  echo "memcheck: hostile counts clean"
+else
+  echo "memcheck: hostile counts: errors, see $build/memcheck-hostile-counts.log"; status=1
+fi
 exit $status
