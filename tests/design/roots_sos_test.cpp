@@ -178,13 +178,19 @@ TEST(Sos, RealZerosGoToTheirNearestPoles) {
     const std::vector<Case> cases = {
         {{}, {0.9, -0.5, 0.1}, {-0.4, 0.2, 0.85}, {0.85, -0.4, 0.2}},
         {{cd(-0.5, 0.5), cd(-0.5, -0.5)}, {0.9}, {0.8, -0.6, -0.3}, {-0.6, -0.3, 0.8}},
+        {{}, {0.9, -0.5}, {0.1, 0.8}, {0.8, 0.1}},  // the last two real zeros still make a pair
     };
     for (const Case& c : cases) {
-        std::vector<cd> pc = c.pc, pr = c.pr, zr = c.zr, zo(3);
+        std::vector<cd> pc = c.pc, pr = c.pr, zr = c.zr, zo(zr.size());
         int nzo = 0;
         ASSERT_EQ(orderz(pc.data(), static_cast<int>(pc.size()), pr.data(), static_cast<int>(pr.size()), nullptr, 0,
-                         zr.data(), 3, zo.data(), &nzo), 0);
-        EXPECT_EQ(nzo, 3);
-        for (int i = 0; i < 3; i++) EXPECT_EQ(zo[i], c.expected[i]) << i;
+                         zr.data(), static_cast<int>(zr.size()), zo.data(), &nzo), 0);
+        EXPECT_EQ(nzo, static_cast<int>(zr.size()));
+        for (size_t i = 0; i < zr.size(); i++) EXPECT_EQ(zo[i], c.expected[i]) << i;
     }
+    // A section that finds no zeros fails: -1 for a pair, -2 for the last pole.
+    std::vector<cd> pr = {0.9, -0.5, 0.1}, two = {0.1, 0.2}, zo(3);
+    int nzo = 0;
+    EXPECT_EQ(orderz(nullptr, 0, pr.data(), 3, nullptr, 0, two.data(), 2, zo.data(), &nzo), -2);
+    EXPECT_EQ(orderz(nullptr, 0, pr.data(), 3, nullptr, 0, two.data(), 1, zo.data(), &nzo), -1);
 }

@@ -38,6 +38,7 @@ TEST(ResonanceSearch, StaircaseReadsOneBelowWhatItPushesAndNeedsElevenEntries) {
     clearLog();
     EXPECT_EQ(searchResonances(ten.data(), f.data(), target.data(), 2048), -1);
     EXPECT_EQ(countLog(6, "VandroCalc", "Cant establish if enough information has been gathered"), 1);
+    EXPECT_STREQ(diagnosticsRecord()->reason, "the resonance search found no baseline (the curve is too flat)");
     clearLog();
     searchResonances(eleven.data(), f.data(), target.data(), 2048);
     EXPECT_EQ(countLog(6, "VandroCalc", "Cant establish if enough information has been gathered"), 0);

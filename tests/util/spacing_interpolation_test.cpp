@@ -84,6 +84,11 @@ TEST(Interp1f, ScansIntervalsExtrapolatesAtBothEndsAndRefusesLongTables) {
                        "can't be bigger than xiSize in an interpolation"),
               1);
     EXPECT_EQ(interp1f(five, five, five, out4, 5, 0), 0);
+    // One knot gives a constant, none leaves the output alone.
+    EXPECT_EQ(interp1f(x, y, q, out4, 1, 4), 0);
+    EXPECT_EQ(out4[3], 1.0);
+    EXPECT_EQ(interp1f(x, y, q, out4 + 1, 0, 3), 0);
+    EXPECT_EQ(out4[3], 1.0);
 }
 
 TEST(Interp1i, RisesFromTheImplicitKnotAndHitsEachKnot) {
