@@ -33,6 +33,7 @@ TEST(ResonanceSearch, StaircaseReadsOneBelowWhatItPushesAndNeedsElevenEntries) {
     EXPECT_EQ(s[10], 216);
 
     std::vector<double> f = axis(), target(2048, 0.0);
+    diagnosticsEnable(true);
     ten.resize(228, 0.0);
     eleven.resize(228, 0.0);
     clearLog();
