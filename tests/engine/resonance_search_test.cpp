@@ -86,7 +86,9 @@ TEST(ResonanceSearch, FittedBaselineScalesByATenthOfTheLargestExcessAndRoundsThe
     // A U-shaped baseline that ends 1.0 below c0 (the span between the staircase
     // ends is still 0.19): the rise is negative and rounds away from zero.
     const double c1 = -0.03, c2 = (-1.0 - c1 * fEnd) / (fEnd * fEnd);
-    EXPECT_EQ(run(c1, c2, 10 / 2.51, nullptr), -3.0);
+    EXPECT_EQ(run(c1, c2, 10 / 2.51, &v100), -3.0);
+    const double x = f[100], excess = 10 / 2.51;
+    EXPECT_NEAR(v100, (excess - (c1 * x + c2 * x * x)) / (excess / 10), 1e-9);
     EXPECT_EQ(run(c1, c2, 10 / 2.49, nullptr), -2.0);
 }
 
