@@ -15,9 +15,9 @@ typedef std::complex<double> cd;
 // Sorts x[0..n-1] in place by dist (stable: a conjugate pair's equal distances
 // keep it together).
 static void sortByDistance(cd* x, int n, const double* dist) {
-    int idx[kMaxSosOrder + 1];
-    cd copy[kMaxSosOrder + 1];
-    double d[kMaxSosOrder + 1];
+    int idx[kSosCapacity];
+    cd copy[kSosCapacity];
+    double d[kSosCapacity];
     for (int i = 0; i < n; i++) {
         idx[i] = i;
         copy[i] = x[i];
@@ -29,13 +29,13 @@ static void sortByDistance(cd* x, int n, const double* dist) {
 
 void orderp(cd* pc, int npc, cd* pr, int npr, cd* po, int* npo) {
     if (npc < 0 || npr < 0) return;  // no list to order: nothing written
-    // The work arrays hold kMaxSosOrder + 1 roots; longer lists keep their order.
-    double dist[kMaxSosOrder + 1] = {};
-    if (npc <= kMaxSosOrder + 1) {
+    // The work arrays hold kSosCapacity roots; longer lists keep their order.
+    double dist[kSosCapacity] = {};
+    if (npc <= kSosCapacity) {
         for (int i = 0; i < npc; i++) dist[i] = std::abs(pc[i] - std::polar(1.0, std::arg(pc[i])));
         sortByDistance(pc, npc, dist);
     }
-    if (npr <= kMaxSosOrder + 1) {
+    if (npr <= kSosCapacity) {
         for (int i = 0; i < npr; i++) dist[i] = fabs(pr[i].real() - sign(pr[i].real()));
         sortByDistance(pr, npr, dist);
     }

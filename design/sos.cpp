@@ -41,7 +41,7 @@ void formsos(int nz, int np, int /*nsec*/, cd* zo, int nzo, cd* po, int npo, Van
 int zp2sos(cd* z, cd* p, int n, double k, VandroBundle* sos, double* gain) {
     static const char sig[] =
         "int zp2sos(std::complex<double>*, std::complex<double>*, int, double_t, VandroBundle*, double_t*)";
-    // The stack arrays below hold kMaxSosOrder + 1 roots.
+    // The stack arrays below hold kSosCapacity roots.
     if (n > kMaxSosOrder) {
         VLOGE(VANDRO_TAG_MATLAB, "%s: order %d is above the capacity of %d", sig, n, kMaxSosOrder);
         return -1;
@@ -52,8 +52,8 @@ int zp2sos(cd* z, cd* p, int n, double k, VandroBundle* sos, double* gain) {
         VLOGE(VANDRO_TAG_MATLAB, "%s: orderzp failed", sig);
         return rc;
     }
-    cd zc[kMaxSosOrder + 1], zr[kMaxSosOrder + 1], pc[kMaxSosOrder + 1], pr[kMaxSosOrder + 1];
-    cd po[kMaxSosOrder + 1], zo[kMaxSosOrder + 1];
+    cd zc[kSosCapacity], zr[kSosCapacity], pc[kSosCapacity], pr[kSosCapacity];
+    cd po[kSosCapacity], zo[kSosCapacity];
     int nzc, nzr, npc, npr, npo, nzo;
     breakconjreal(z, nz, zc, &nzc, zr, &nzr);
     breakconjreal(p, np, pc, &npc, pr, &npr);
@@ -87,7 +87,7 @@ int tf2sos(double* b, double* a, int n, VandroBundle* sos, double* gain) {
         return -1;
     }
     // One entry more than the order: the roots' layout may use it.
-    cd z[kMaxSosOrder + 1] = {}, p[kMaxSosOrder + 1] = {};
+    cd z[kSosCapacity] = {}, p[kSosCapacity] = {};
     double k = 0.0;
     int rc = tf2zp(b, a, order + 1, z, p, &k);
     if (rc != 0) {

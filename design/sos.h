@@ -10,6 +10,7 @@ constexpr int kBundleSections = 5;
 // one entry more than the order): tf2sos, zp2sos, orderzp and cplxpair refuse
 // an order or count above kMaxSosOrder.
 constexpr int kMaxSosOrder = 63;
+constexpr int kSosCapacity = kMaxSosOrder + 1;  // roots a work array holds
 
 // Five sections of six floats each: a0 a1 a2 b0 b1 b2 (denominator first).
 // Section 0 is the first-order section of the last zero and pole; sections 4
