@@ -194,3 +194,13 @@ TEST(Sos, RealZerosGoToTheirNearestPoles) {
     EXPECT_EQ(orderz(nullptr, 0, pr.data(), 3, nullptr, 0, two.data(), 2, zo.data(), &nzo), -2);
     EXPECT_EQ(orderz(nullptr, 0, pr.data(), 3, nullptr, 0, two.data(), 1, zo.data(), &nzo), -1);
 }
+
+// Pairs that share a real part come out as consecutive conjugates, smaller |imaginary part| first.
+TEST(Sos, PairsSharingARealPartStayPaired) {
+    cd x[4] = {cd(0.5, 0.6), cd(0.5, -0.3), cd(0.5, 0.3), cd(0.5, -0.6)}, out[4];
+    ASSERT_EQ(cplxpair(x, 4, out), 0);
+    EXPECT_EQ(out[0], cd(0.5, -0.3));
+    EXPECT_EQ(out[1], cd(0.5, 0.3));
+    EXPECT_EQ(out[2], cd(0.5, -0.6));
+    EXPECT_EQ(out[3], cd(0.5, 0.6));
+}

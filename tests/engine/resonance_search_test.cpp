@@ -90,6 +90,7 @@ TEST(ResonanceSearch, FittedBaselineScalesByATenthOfTheLargestExcessAndRoundsThe
     const double x = f[100], excess = 10 / 2.51;
     EXPECT_NEAR(v100, (excess - (c1 * x + c2 * x * x)) / (excess / 10), 1e-9);
     EXPECT_EQ(run(c1, c2, 10 / 2.49, nullptr), -2.0);
+    EXPECT_EQ(run(c1, c2, 0.3, nullptr), -33.0);  // a small bump alone sets d: -1 / 0.03
 }
 
 TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {

@@ -127,6 +127,10 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
     loudCurve(freq, h, 2, c.data());
     EXPECT_EQ(c[0], 5.2869);
     std::fill(c.begin(), c.end(), 0.0);
+    h[0] = 5.0;  // d = 3.5 exactly: curve 2 (the bounds are "below")
+    loudCurve(freq, h, 2, c.data());
+    EXPECT_EQ(c[0], loudCurves[2 * 90]);
+    std::fill(c.begin(), c.end(), 0.0);
     loudCurve(freq, h, 1, c.data());  // no treble peak: nearest of 120/110 for 115 Hz is 120
     EXPECT_EQ(c[89], loudCurves[89]);
     // The bass band is open at 40 Hz and 400 Hz: a peak at 41 Hz takes part, one at 40 does not.
@@ -149,4 +153,43 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
     EXPECT_EQ(curve[21], 9.0);
     EXPECT_EQ(iecCurve[0], -8.31);
     EXPECT_EQ(iecCurve[185], -42.3);
+}
+
+// Type x which -> Q and gain of the peaking cut, read back from the section:
+// its pole radius gives t = (1 - a2) / (1 + a2) = w / (2 G Q) (every cut has G < 1).
+TEST(Sections, NotchQAndGainFollowTypeAndWhich) {
+    const struct {
+        int type, which;
+        double q, height, Q, db;
+    } table[] = {
+        {0, 1, 3.0, 4.0, 3.0, -10.0},
+        {1, 1, 3.0, 4.0, pow(3.0, 1.1), -8.0},
+        {0, 2, 3.0, 4.0, 7.0, -4.0},
+        {1, 2, 3.0, 4.0, 6.0, -4.0},
+        {0, 3, 2.0, 1.0001, 2 * 2.0 * 1.41, -6.0},
+        {1, 3, 3.99, 2.0, 2 * 3.99 * 1.41, -6.0},
+    };
+    for (const auto& row : table) {
+        double freq[1] = {1500}, q[1] = {row.q}, h[1] = {row.height}, a[3], b[3];
+        gHeadphoneType = row.type;
+        ASSERT_EQ(notch(freq, q, h, 1, a, b, 1000, 2000, row.which), 0);
+        const double w = 2 * M_PI * 1500 / 48000, G = pow(10, row.db / 20), t = (1 - a[2]) / (1 + a[2]);
+        EXPECT_NEAR(w / (2 * G * t), row.Q, 1e-9) << row.type << " " << row.which;
+        EXPECT_NEAR(20 * log10(gainAt(a, b, 1500)), row.db, 1e-9) << row.type << " " << row.which;
+    }
+    // which 3 needs height above 1 (and q below 4): at exactly 1 the section is flat.
+    double freq[1] = {1500}, q[1] = {2.0}, h[1] = {1.0}, a[3], b[3];
+    ASSERT_EQ(notch(freq, q, h, 1, a, b, 1000, 2000, 3), 0);
+    for (int i = 0; i < 3; i++) EXPECT_EQ(a[i], b[i]);
+}
+
+// The shelves' corners: a first-order bilinear shelf at u (of 48 kHz) has its
+// pole at tan(pi (1/4 - u)); the treble corner is the frequency times the gain in dB.
+TEST(Sections, ShelfPolesSitAtTheirCorners) {
+    double a[3], b[3];
+    gHeadphoneType = 1;
+    ASSERT_EQ(treble(0.0, 6.0, a, b, 1000.0), 0);  // u = 6 x 1000 / 48000
+    EXPECT_NEAR(-a[1], tan(M_PI * (0.25 - 0.125)), 1e-12);
+    ASSERT_EQ(lowShelf(4.0, a, b, 1500.0), 0);  // u = 1500 / 48000 / G, G = 10^(-1.5/20)
+    EXPECT_NEAR(-a[1], tan(M_PI * (0.25 - 1500.0 / 48000 / pow(10, -1.5 / 20))), 1e-12);
 }
