@@ -14,7 +14,9 @@ mkdir -p "$corpus" "$build/artifacts/$target"
 seeds=()
 [ -d "fuzz/corpus/$target" ] && seeds=("fuzz/corpus/$target")
 log="$build/$target.figures.log"
-"$build/fuzz/$target" "$corpus" "${seeds[@]}" -max_total_time="$seconds" -timeout=60 -print_coverage=1 \
+extra=()
+[ "$target" = entry_point_fuzz ] && extra=(-max_len=512 -len_control=0)  # as scripts/fuzz.sh
+"$build/fuzz/$target" "$corpus" "${seeds[@]}" "${extra[@]}" -max_total_time="$seconds" -timeout=60 -print_coverage=1 \
   -print_final_stats=1 -artifact_prefix="$build/artifacts/$target/" > "$log" 2>&1 || true
 edges=$(grep -E "^#[0-9]+ +DONE" "$log" | sed -E 's/.*cov: ([0-9]+).*/\1/' | tail -1)
 runs=$(grep -E "stat::number_of_executed_units" "$log" | awk '{print $2}')

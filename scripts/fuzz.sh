@@ -28,6 +28,9 @@ for target in $targets; do
   [ -d "fuzz/regressions/$target" ] && kept+=("fuzz/regressions/$target")
   seed=()
   [ -n "${VANDRO_FUZZ_SEED:-}" ] && seed=(-seed="$VANDRO_FUZZ_SEED")
+  # Each input of the entry-point target is a whole measurement, seconds long
+  # under the sanitizers: let it use long inputs (per-buffer faults) at once.
+  [ "$target" = entry_point_fuzz ] && seed+=(-max_len=512 -len_control=0)
   if ! "$build/fuzz/$target" "$corpus" "${kept[@]}" "${seed[@]}" -max_total_time="$seconds" \
        -artifact_prefix="$artifacts" -print_final_stats=1 > "$build/$target.log" 2>&1; then
     echo "fuzz: $target found a failure; see $build/$target.log and $artifacts"
