@@ -16,10 +16,13 @@ seeds=()
 log="$build/$target.figures.log"
 extra=()
 [ "$target" = entry_point_fuzz ] && extra=(-max_len=512 -len_control=0)  # as scripts/fuzz.sh
-"$build/fuzz/$target" "$corpus" "${seeds[@]}" "${extra[@]}" -max_total_time="$seconds" -timeout=60 -print_coverage=1 \
-  -print_final_stats=1 -artifact_prefix="$build/artifacts/$target/" > "$log" 2>&1 || true
-edges=$(grep -E "^#[0-9]+ +DONE" "$log" | sed -E 's/.*cov: ([0-9]+).*/\1/' | tail -1)
-runs=$(grep -E "stat::number_of_executed_units" "$log" | awk '{print $2}')
+# VANDRO_FIGURES_ONLY=1 summarises the log of an earlier run instead.
+if [ -z "${VANDRO_FIGURES_ONLY:-}" ]; then
+  "$build/fuzz/$target" "$corpus" "${seeds[@]}" "${extra[@]}" -max_total_time="$seconds" -timeout=60 -print_coverage=1 \
+    -print_final_stats=1 -artifact_prefix="$build/artifacts/$target/" > "$log" 2>&1 || true
+fi
+edges=$(grep -E "^#[0-9]+[[:space:]]+DONE" "$log" | sed -E 's/.*cov: ([0-9]+).*/\1/' | tail -1 || true)
+runs=$(grep -E "stat::number_of_executed_units" "$log" | awk '{print $2}' || true)
 echo "$target: ${edges:-?} edges, ${runs:-?} executions in ${seconds} s ($(echo "scale=1; ${runs:-0} / $seconds" | bc) per second)"
 for f in VandroHandleBuffer readBuffer calcDeviceCurve searchResonances calculateModelInEar calculateModelInConcha \
          adaptFilterCurve freqToIr stmcb tf2sos curveCorrelation VandroDefault importCurve; do
