@@ -26,6 +26,6 @@ runs=$(grep -E "stat::number_of_executed_units" "$log" | awk '{print $2}' || tru
 echo "$target: ${edges:-?} edges, ${runs:-?} executions in ${seconds} s ($(echo "scale=1; ${runs:-0} / $seconds" | bc) per second)"
 for f in VandroHandleBuffer readBuffer calcDeviceCurve searchResonances calculateModelInEar calculateModelInConcha \
          adaptFilterCurve freqToIr stmcb tf2sos curveCorrelation VandroDefault importCurve; do
-  if grep -q "COVERED_FUNC: .* $f(" "$log"; then printf '  reached %s\n' "$f"; fi
+  if grep -q -E "^COVERED_FUNC: .* $f[( ]" "$log"; then printf '  reached %s\n' "$f"; fi
 done
 grep -l . "$build/artifacts/$target/"* 2>/dev/null | sed 's/^/  found: /' || true
