@@ -161,6 +161,9 @@ TEST(Sos, RefusalsLogTheirWholeChain) {
     clearLog();
     EXPECT_EQ(cplxpair(notConj, 2, out), -1);
     EXPECT_EQ(countLog(6, "VandroCalc-Matlab", "cplxpair: Pair is not conjugate"), 1);
+    cd apart[2] = {cd(0.1, 0.5), cd(0.3, -0.5)};  // conjugate signs, real parts apart
+    EXPECT_EQ(cplxpair(apart, 2, out), -1);
+    EXPECT_EQ(countLog(6, "VandroCalc-Matlab", "cplxpair: Not a complex pair"), 1);
 
     double zeros[10] = {0}, num[10] = {1};
     clearLog();

@@ -17,6 +17,7 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
     const double sentinel[5] = {1, 2, 3, 4, 1000};  // the fifth value is not part of the array
     EXPECT_EQ(variance(const_cast<double*>(sentinel), 2.5, 4), 1.25);
     EXPECT_EQ(mean(const_cast<double*>(sentinel), 4), 2.5);
+    EXPECT_EQ(variance(const_cast<double*>(sentinel), 2.5, 0), 0.0);  // not 0 / 0
     EXPECT_EQ(sum(x, 4), 10.0);
     EXPECT_EQ(sum(x, -1), 0.0);
     double y[4] = {2, 2, 5, 1};
