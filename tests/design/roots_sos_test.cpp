@@ -161,6 +161,10 @@ TEST(Sos, RefusalsLogTheirWholeChain) {
     clearLog();
     EXPECT_EQ(cplxpair(notConj, 2, out), -1);
     EXPECT_EQ(countLog(6, "VandroCalc-Matlab", "cplxpair: Pair is not conjugate"), 1);
+    // Real means |imaginary part| within 1.19e-5 of the magnitude: 1e-5 on 0.5 is complex.
+    cd slight[2] = {cd(0.5, 1e-5), cd(0.5, -1e-5)};
+    EXPECT_EQ(cplxpair(slight, 2, out), 0);
+    EXPECT_EQ(out[0], cd(0.5, -1e-5));
     cd apart[2] = {cd(0.1, 0.5), cd(0.3, -0.5)};  // conjugate signs, real parts apart
     EXPECT_EQ(cplxpair(apart, 2, out), -1);
     EXPECT_EQ(countLog(6, "VandroCalc-Matlab", "cplxpair: Not a complex pair"), 1);
@@ -196,6 +200,8 @@ TEST(Sos, RealZerosGoToTheirNearestPoles) {
     int nzo = 0;
     EXPECT_EQ(orderz(nullptr, 0, pr.data(), 3, nullptr, 0, two.data(), 2, zo.data(), &nzo), -2);
     EXPECT_EQ(orderz(nullptr, 0, pr.data(), 3, nullptr, 0, two.data(), 1, zo.data(), &nzo), -1);
+    std::vector<cd> four = {0.9, -0.5, 0.3, 0.1}, z4(4);  // real zeros run out at the second pair
+    EXPECT_EQ(orderz(nullptr, 0, four.data(), 4, nullptr, 0, two.data(), 2, z4.data(), &nzo), -1);
 }
 
 // Pairs that share a real part come out as consecutive conjugates, smaller |imaginary part| first.
