@@ -64,23 +64,27 @@ static void progress(size_t done, size_t total, const std::string& name) {
     if (done == total) fprintf(stderr, "\r\033[K");
 }
 
-bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,
-                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error) {
-    if (!vsim::readLoadFile(path, load, error)) return false;
+bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, const vsim::CaptureOptions& options,
+                  bool showProgress, RunInfo* info, SessionResult* run, std::string* error) {
     vsim::CaptureStream stream;
-    if (!vsim::openCapture(*load, options, &stream, error)) {
-        *error = path + ": " + *error;
-        return false;
-    }
+    if (!vsim::openCapture(load, options, &stream, error)) return false;
     info->command = "measure";
-    info->source = path;
-    info->sourceNote = load->note;
+    info->source = source;
+    info->sourceNote = load.note;
     info->simulated = true;
     info->seed = options.seed;
     info->levelDbfs = options.levelDbfs;
     info->snrDb = options.snrDb;
     *run = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, mode, showProgress);
     return true;
+}
+
+bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,
+                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error) {
+    if (!vsim::readLoadFile(path, load, error)) return false;
+    if (simulateLoad(*load, path, mode, options, showProgress, info, run, error)) return true;
+    *error = path + ": " + *error;
+    return false;
 }
 
 void addLoadCurve(const vsim::Load& load, Report* report) {

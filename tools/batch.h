@@ -20,6 +20,10 @@ struct BatchOptions {
 bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error);
 // Feeds captured samples buffer by buffer.
 SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress);
+// Simulates the capture of a load through the library, as measure does, with
+// the run described in info; false with a reason for bad parameters.
+bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, const vsim::CaptureOptions& options,
+                  bool showProgress, RunInfo* info, SessionResult* run, std::string* error);
 // Simulates the capture of the measured curve in path through the library, as
 // measure does for a preset; false with the reader's one-line reason.
 bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,

@@ -291,16 +291,7 @@ static int run(int argc, char** argv) {
     } else if (*measure) {
         vsim::Load load;
         if (!vsim::findPreset(preset, &load, &err)) return fail(err);
-        vsim::CaptureStream stream;
-        if (!vsim::openCapture(load, options, &stream, &err)) return fail(err);
-        info.command = "measure";
-        info.source = load.name;
-        info.sourceNote = load.note;
-        info.simulated = true;
-        info.seed = options.seed;
-        info.levelDbfs = options.levelDbfs;
-        info.snrDb = options.snrDb;
-        r = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, modeNumber(mode), true);
+        if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err)) return fail(err);
     } else {
         std::vector<int16_t> samples;
         bool ok = files.size() == 1 ? loadCapture(files[0], &samples, &err)
