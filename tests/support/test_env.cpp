@@ -4,88 +4,63 @@
 #include <sys/stat.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
-
-#include <gtest/gtest.h>
 
 #include "engine/diagnostics.h"
 #include "engine/state.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
-#include "engine/vandro.h"
-#include "support/log_capture.h"
 
 void resetEngine() {
     VandroClose();
-    diagnosticsEnable(true);  // the tests read what each run computed
+    diagnosticsEnable(true);
     gCollectRaw = false;
-    gRawCount = 0;
-    gBufferCount = 0;
-    gBlockCount = 0;
+    gRawCount = gBufferCount = gBlockCount = 0;
     android::base::SetProperty("nelvo.zek.collect.rawdata", "");
-    removeTree(storageRoot());
+    removeTree(gRootPath);
     clearLog();
 }
 
 std::string storageRoot() { return gRootPath; }
-
+std::string dataFile(const std::string& name) { return gDataPath + "/" + name; }
 void makeDirs(const std::string& path) { std::filesystem::create_directories(path); }
-
-void EngineTest::SetUp() {
-    resetEngine();
-    VandroInit();
-    clearLog();
-}
-
-void EngineTest::TearDown() { resetEngine(); }
-
 void removeTree(const std::string& path) {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
 }
-
 bool fileExists(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0;
 }
-
 std::vector<std::string> readLines(const std::string& path) {
     std::ifstream in(path);
     std::vector<std::string> lines;
     for (std::string l; std::getline(in, l);) lines.push_back(l);
     return lines;
 }
+void writeText(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
-void writeText(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary);
-    out << text;
+void EngineTest::SetUp() {
+    resetEngine();
+    VandroInit();
+    clearLog();
 }
+void EngineTest::TearDown() { resetEngine(); }
 
 std::vector<int16_t> silenceBuffer() { return std::vector<int16_t>(kBufferValues, 0); }
 
-// Two periodic combs with alternating signs, so that the Hann-windowed bin of a
-// full comb reads the component's full amplitude: one comb on every full-rate
-// bin 5..161 (period 512, identical in every block), one on the decimated bins
-// 6..158 that the first comb does not cover (period 8192).
+// Two combs with alternating signs, so that a Hann-windowed bin of a full comb
+// reads the component's amplitude: one on every full-rate bin 5..161 (period
+// 512), one on the decimated bins 6..158 the first does not cover (period 8192).
 std::vector<int16_t> strongBuffer() {
-    std::vector<double> x(8192, 0.0);
-    const double fullAmp = 90.0, decAmp = 8.0;  // in LSB
-    for (int t = 0; t < 8192; t++) {
-        for (int k = 5; k <= 161; k++)
-            x[t] += fullAmp * ((k & 1) ? -1 : 1) * cos(2 * M_PI * k * (t % 512) / 512.0);
-        for (int m = 6; m <= 158; m++) {
-            if (m >= 80 && m % 16 == 0) continue;
-            x[t] += decAmp * ((m & 1) ? -1 : 1) * cos(2 * M_PI * m * t / 8192.0);
-        }
-    }
     std::vector<int16_t> buf(kBufferValues);
     for (int t = 0; t < 8192; t++) {
-        int16_t s = static_cast<int16_t>(lround(x[t]));
-        buf[2 * t] = s;
-        buf[2 * t + 1] = s;
+        double x = 0;
+        for (int k = 5; k <= 161; k++) x += 90.0 * ((k & 1) ? -1 : 1) * cos(2 * M_PI * k * (t % 512) / 512.0);
+        for (int m = 6; m <= 158; m++)
+            if (m < 80 || m % 16 != 0) x += 8.0 * ((m & 1) ? -1 : 1) * cos(2 * M_PI * m * t / 8192.0);
+        buf[2 * t] = buf[2 * t + 1] = static_cast<int16_t>(lround(x));
     }
     return buf;
 }
@@ -118,4 +93,3 @@ Measurement measurePreset(const std::string& preset, int mode) {
     return measure(load, vsim::CaptureOptions(), mode);
 }
 
-std::string dataFile(const std::string& name) { return gDataPath + "/" + name; }

@@ -1,5 +1,5 @@
-// Shared helpers for the engine tests: a clean engine and storage per test, and
-// the buffers the tests feed.
+// Shared helpers of the suite (numeric.cpp: log, response, reference data;
+// test_env.cpp: a clean engine and storage, the buffers and runs the tests feed).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,34 +9,36 @@
 #include <vector>
 
 #include "engine/vandro.h"
+#include "tools/log_capture.h"
 
 constexpr int kBufferValues = VANDRO_SAMPLES_PER_BUFFER;
 
-// Closes the engine, zeroes the counters and the capture state, unsets the
-// raw-capture property, empties the storage root and the log.
+// Closes the engine, zeroes counters and capture state, unsets the raw-capture
+// property, empties the storage root and the log, turns the diagnostics record on.
 void resetEngine();
-// The storage root the test build was configured with.
 std::string storageRoot();
-// Removes a file or directory tree; missing is fine.
-void removeTree(const std::string& path);
+std::string dataFile(const std::string& name);  // a file under the data directory
+void removeTree(const std::string& path);       // missing is fine
+void makeDirs(const std::string& path);
 bool fileExists(const std::string& path);
 std::vector<std::string> readLines(const std::string& path);
 void writeText(const std::string& path, const std::string& text);
 
-// Creates a directory and its parents.
-void makeDirs(const std::string& path);
-
-// A clean, initialised engine around each test: storage and log emptied.
+// A clean, initialised engine around each test.
 class EngineTest : public ::testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
 };
 
-// A buffer of silence.
+// Every recorded line as "PRIORITY TAG: TEXT", one per row.
+std::string dumpLog();
+// Recorded lines with exactly this priority, tag and text.
+int countLog(int priority, const std::string& tag, const std::string& text);
+
 std::vector<int16_t> silenceBuffer();
-// A strong, clean periodic buffer: every analysed bin of both grids clears its
-// threshold by a wide margin in every block. Both channels carry the signal.
+// Both channels equal and periodic: every analysed bin of both paths clears
+// its threshold by a wide margin in every block.
 std::vector<int16_t> strongBuffer();
 
 namespace vsim {
@@ -49,10 +51,15 @@ struct Measurement {
     int buffers = 0;  // buffers fed until the first non-zero result
     float coefficients[VANDRO_NUM_COEFS] = {};
 };
-// Feeds the simulated capture of a load through VandroHandleBuffer (after a
-// VandroReset) until it answers non-zero, at most 130 buffers.
+// Feeds a simulated capture (after VandroReset) until a non-zero answer, at most 130 buffers.
 Measurement measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode);
-// The same for a named preset with default capture options.
 Measurement measurePreset(const std::string& preset, int mode);
-// Path of a file under the data directory.
-std::string dataFile(const std::string& name);
+
+// 20 log10 |H| at f Hz (48 kHz) of n sections laid out as vandro.h says (b0 b1 b2 a1 a2).
+double cascadeDb(const float* c, int sections, double f);
+// RMS dB of the 5-section cascade against a 2048-bin target (0..24 kHz), 20 Hz..20 kHz
+// on a 200-point log grid, level offset removed.
+double rmsAgainstTarget(const float* c, const double* target);
+
+// Numbers of a frozen reference file under tests/data ('#' lines are comments).
+std::vector<double> referenceData(const std::string& name);

@@ -1,0 +1,176 @@
+// Whole measurements through the entry point: one table of what every preset
+// answers in every mode, the same-headset decision, and a golden vector.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/diagnostics.h"
+#include "engine/identification.h"
+#include "engine/state.h"
+#include "sim/capture.h"
+#include "sim/presets.h"
+#include "support/test_env.h"
+#include "util/curve_file.h"
+
+struct PresetCase {
+    const char* preset;
+    int result, type;  // type: -1 when the run never decides one
+    const char* first;  // the start of the first error line ("" for none)
+    double rmsDb;       // largest cascade-versus-target RMS deviation allowed
+};
+
+static const PresetCase kPresets[] = {
+    {"earbud-32", 1, 0, "VandroCalc-Models: int notch(", 0.1},
+    {"inear-16", 1, 1, "", 0.01},
+    {"dual-ba", 1, 1, "VandroCalc-Models: int notch(", 0.01},
+    {"closed-64", 1, 0, "VandroCalc-Models: int notch(", 0.1},
+    {"gaming-24", 1, 0, "VandroCalc-Models: int notch(", 0.15},
+    {"open-300", 4, -1, "VandroCalc: yNew[0] = 304.42", 0},
+    {"closed-250", 4, -1, "VandroCalc: yNew[0] = 267.78", 0},
+    {"resistor-32", 4, -1, "VandroCalc: Imp variation range = 0.00 -> classified as resistor.", 0},
+    // 10 kohm overflows the smoothing's power mean: rejected as a resistor.
+    {"line-in", 4, -1, "VandroCalc: Imp variation range = 0.00 -> classified as resistor.", 0},
+};
+
+void PrintTo(const PresetCase& c, std::ostream* os) { *os << c.preset; }
+
+class Presets : public ::testing::TestWithParam<std::tuple<PresetCase, int>> {
+  protected:
+    void SetUp() override { resetEngine(), VandroInit(); }
+    void TearDown() override { resetEngine(); }
+};
+
+// Mode 0 fits, mode 2 only builds the curves and leaves the output alone; mode 1
+// without a stored reference cannot identify.
+TEST_P(Presets, AnswerAsTheirNotesSay) {
+    const PresetCase& c = std::get<0>(GetParam());
+    const int mode = std::get<1>(GetParam());
+    const Measurement m = measurePreset(c.preset, mode);
+    const DiagnosticRecord& d = *diagnosticsRecord();
+    EXPECT_EQ(m.buffers, 38);
+    EXPECT_EQ(d.searched ? d.headphoneType : -1, c.type);
+    EXPECT_EQ(m.result, mode == VANDRO_MODE_IDENTIFY && c.result == 1 ? -1 : c.result);
+    std::string errors;
+    for (const LogLine& l : capturedLog())
+        if (l.priority == 6) errors += l.tag + ": " + l.text + "\n";
+    EXPECT_EQ(errors.rfind(c.first, 0), 0u) << errors;
+    if (*c.first == '\0' && mode != VANDRO_MODE_IDENTIFY) {  // identifying without a reference fails on its own
+        EXPECT_EQ(errors, "");
+    }
+    EXPECT_TRUE(fileExists(dataFile("device_impedance.dat")));  // a rejected load's too
+    if (m.result == VANDRO_DONE && mode == VANDRO_MODE_FIT) {
+        EXPECT_LT(rmsAgainstTarget(m.coefficients, d.targetDb), c.rmsDb);
+        for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) EXPECT_LT(fabsf(m.coefficients[5 * k]), 2.0f);
+    } else {
+        for (float v : m.coefficients) EXPECT_EQ(v, 0.0f);
+    }
+    if (m.result == VANDRO_REJECTED_LOAD) {  // a failed device-curve stage clears the data
+        EXPECT_EQ(*std::max_element(gBinCount, gBinCount + kFullBins), 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Presets,
+                         ::testing::Combine(::testing::ValuesIn(kPresets),
+                                            ::testing::Values(VANDRO_MODE_FIT, VANDRO_MODE_IDENTIFY, VANDRO_MODE_CURVES)),
+                         [](const ::testing::TestParamInfo<std::tuple<PresetCase, int>>& i) {
+                             std::string n = std::get<0>(i.param).preset;
+                             std::replace(n.begin(), n.end(), '-', '_');
+                             return n + "_mode" + std::to_string(std::get<1>(i.param));
+                         });
+
+// Guards against drift, not a proof of correctness (see the data file's
+// header); the same run with the diagnostics record off gives the same bits.
+TEST(Golden, EarbudCurveAndCoefficientsStayPut) {
+    const std::vector<double> golden = referenceData("golden_earbud32.txt");
+    ASSERT_EQ(golden.size(), 228u + 25u);
+    for (bool recording : {true, false}) {
+        resetEngine();
+        diagnosticsEnable(recording);
+        VandroInit();
+        const Measurement m = measurePreset("earbud-32", VANDRO_MODE_FIT);
+        ASSERT_EQ(m.result, VANDRO_DONE);
+        for (int k = 0; k < VANDRO_NUM_COEFS; k++) EXPECT_NEAR(m.coefficients[k], golden[228 + k], 2e-6) << k;
+        std::vector<double> curve(228);
+        ASSERT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), curve.data(), 228), 0);
+        for (int i = 0; i < 228; i++) {
+            EXPECT_NEAR(curve[i], golden[i], 5e-7) << i;
+            if (recording) {
+                EXPECT_NEAR(diagnosticsRecord()->curveOhms[i], golden[i], 1e-9 * golden[i]) << i;
+            }
+        }
+    }
+    resetEngine();
+}
+
+class Identification : public EngineTest {};
+
+TEST_F(Identification, SameAndNewHeadsetsThroughTheEntryPoint) {
+    ASSERT_EQ(measurePreset("earbud-32", VANDRO_MODE_CURVES).result, 1);
+    ASSERT_EQ(VandroDefault(), 0);
+    vsim::Load earbud, other;
+    ASSERT_TRUE(vsim::findPreset("earbud-32", &earbud, nullptr));
+    ASSERT_TRUE(vsim::findPreset("inear-16", &other, nullptr));
+    vsim::CaptureOptions changed;
+    changed.seed = 77;
+    changed.levelDbfs = -7;
+    changed.snrDb = 40;
+    EXPECT_EQ(measure(earbud, changed, VANDRO_MODE_IDENTIFY).result, 1) << dumpLog();
+    EXPECT_GT(diagnosticsRecord()->correlation, 0.99);
+    EXPECT_EQ(measure(other, vsim::CaptureOptions(), VANDRO_MODE_IDENTIFY).result, 5);
+}
+
+// The device curve is r u + sqrt(1 - r^2) w around a level, u and w orthogonal
+// with equal norms, so its correlation with the reference (u around another
+// level) is r exactly; the threshold is the single-precision 0.92.
+TEST_F(Identification, ThresholdAndLevelGuard) {
+    std::string d = dataFile("d.dat"), r = dataFile("r.dat");
+    auto identify = [&](std::vector<double> dev, std::vector<double> ref) {
+        exportCurve(dev.data(), 228, d);
+        exportCurve(ref.data(), 228, r);
+        return curveCorrelation(d, r, 228);
+    };
+    const struct {
+        double r;
+        int expected;
+    } table[] = {{1.0, 0}, {0.9201, 0}, {0.9200001, 0}, {0.9199, 5}, {0.5, 5}, {-1.0, 5}};
+    for (const auto& row : table) {
+        std::vector<double> ref(228), dev(228);
+        for (int i = 0; i < 228; i++) {
+            const double u = sin(2 * M_PI * 3 * i / 228), w = cos(2 * M_PI * 3 * i / 228);
+            ref[i] = 30 + 10 * u;
+            dev[i] = 50 + 10 * (row.r * u + sqrt(1 - row.r * row.r) * w);
+        }
+        EXPECT_EQ(identify(dev, ref), row.expected) << row.r;
+    }
+    // Element 1, not element 0, must exceed 0.001 ("%f" keeps six decimals).
+    std::vector<double> flat(228, 30.0), dev(flat);
+    dev[0] = 0.0;
+    dev[1] = 0.001;
+    EXPECT_EQ(identify(dev, flat), -1);
+    dev[1] = 0.0011;
+    EXPECT_NE(identify(dev, flat), -1);
+}
+
+// A reference that cannot be read or is malformed gives -1; text atof reads as
+// zeros is another headset, not a crash.
+TEST_F(Identification, BadReferencesAreRefused) {
+    std::vector<double> dev(228);
+    for (int i = 0; i < 228; i++) dev[i] = 30.0 + i % 5;
+    std::string d = dataFile("d.dat"), r = dataFile("r.dat"), lines;
+    exportCurve(dev.data(), 228, d);
+    EXPECT_EQ(curveCorrelation(d, r, 228), -1);
+    for (int i = 0; i < 227; i++) lines += "30.000000\n";
+    for (const std::string& text : {lines, lines + "30.0\n\n", std::string("\x7f\x45\x4c\x46\0\n", 6)}) {
+        writeText(r, text);
+        EXPECT_EQ(curveCorrelation(d, r, 228), -1);
+    }
+    removeTree(r);
+    makeDirs(r);
+    EXPECT_EQ(curveCorrelation(d, r, 228), -1);
+    removeTree(r);
+    std::string text;
+    for (int i = 0; i < 228; i++) text += "abc\n";
+    writeText(r, text);
+    EXPECT_EQ(curveCorrelation(d, r, 228), 5);
+}

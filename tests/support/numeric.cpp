@@ -1,0 +1,47 @@
+// The helpers the numeric tests share (no engine, no simulator): the log as
+// lines, the cascade's response, the frozen reference files.
+#include <cmath>
+#include <complex>
+#include <fstream>
+
+#include "support/test_env.h"
+
+std::string dumpLog() {
+    std::string s;
+    for (const LogLine& l : capturedLog()) s += std::to_string(l.priority) + " " + l.tag + ": " + l.text + "\n";
+    return s;
+}
+int countLog(int priority, const std::string& tag, const std::string& text) {
+    int n = 0;
+    for (const LogLine& l : capturedLog()) n += l.priority == priority && l.tag == tag && l.text == text;
+    return n;
+}
+
+double cascadeDb(const float* c, int sections, double f) {
+    const std::complex<double> z1 = std::polar(1.0, -2 * M_PI * f / VANDRO_DESIGN_RATE_HZ), z2 = z1 * z1;
+    double db = 0;
+    for (const float* s = c; s < c + VANDRO_COEFS_PER_SECTION * sections; s += VANDRO_COEFS_PER_SECTION)
+        db += 20 * log10(std::abs((1.0 * s[0] + 1.0 * s[1] * z1 + 1.0 * s[2] * z2) / (1.0 + 1.0 * s[3] * z1 + 1.0 * s[4] * z2)));
+    return db;
+}
+
+double rmsAgainstTarget(const float* c, const double* target) {
+    double diff[200], mean = 0, sq = 0;
+    for (int i = 0; i < 200; i++) {
+        const double f = 20 * pow(1000.0, i / 199.0), pos = f / (24000.0 / 2047);
+        const int k = static_cast<int>(pos);
+        diff[i] = cascadeDb(c, VANDRO_NUM_SECTIONS, f) - (target[k] + (pos - k) * (target[k + 1] - target[k]));
+        mean += diff[i] / 200;
+    }
+    for (double d : diff) sq += (d - mean) * (d - mean) / 200;
+    return sqrt(sq);
+}
+
+std::vector<double> referenceData(const std::string& name) {
+    std::ifstream in(std::string(VANDRO_TEST_DATA) + "/" + name);
+    std::vector<double> v;
+    for (std::string l; std::getline(in, l);)
+        if (!l.empty() && l[0] != '#') v.push_back(std::stod(l));
+    EXPECT_FALSE(v.empty()) << name;
+    return v;
+}
