@@ -1,77 +1,63 @@
-// Checks the shared library itself: its dynamic symbol table against the
-// export list, and that a client loading it with dlopen can drive the entry points.
+// The shared library itself: its dynamic symbol table against the export
+// list, and a client that loads it with dlopen and drives the entry points.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "engine/vandro.h"
 
-// Defined symbols of the library as `nm -DC --defined-only` prints them (name
-// after the address and type), run without a shell.
+// Defined dynamic symbols as `nm -D -C --defined-only` prints them (the name
+// after "ADDRESS TYPE "), run without a shell.
 static std::set<std::string> exportedSymbols() {
     std::set<std::string> names;
     int fd[2];
     if (pipe(fd) != 0) return names;
-    pid_t pid = fork();
+    const pid_t pid = fork();
     if (pid == 0) {
-        dup2(fd[1], 1);
-        close(fd[0]);
+        dup2(fd[1], 1), close(fd[0]);
         execlp(VANDRO_NM, VANDRO_NM, "-D", "-C", "--defined-only", VANDRO_SHARED_LIBRARY, (char*)nullptr);
         _exit(127);
     }
     close(fd[1]);
     FILE* in = fdopen(fd[0], "r");
     char line[4096];
-    while (in != nullptr && fgets(line, sizeof line, in) != nullptr) {
-        std::string l(line);
-        if (!l.empty() && l.back() == '\n') l.pop_back();
-        size_t name = l.find(' ', l.find(' ') + 1);  // after "ADDRESS TYPE "
-        if (name != std::string::npos) names.insert(l.substr(name + 1));
+    for (std::string l; in != nullptr && fgets(line, sizeof line, in) != nullptr;) {
+        l = line;
+        const size_t name = l.find(' ', l.find(' ') + 1);
+        if (name != std::string::npos) names.insert(l.substr(name + 1, l.size() - name - 2));
     }
     if (in != nullptr) fclose(in);
-    int status = 0;
-    waitpid(pid, &status, 0);
+    waitpid(pid, nullptr, 0);
     return names;
 }
 
-// The symbols the export list names: C names as they are, C++ ones quoted.
+// The names the export list gives: C++ signatures quoted, C names bare (before "extern").
 static std::set<std::string> listedSymbols() {
-    std::ifstream in(VANDRO_EXPORT_MAP);
     std::stringstream text;
-    text << in.rdbuf();
-    std::string map = std::regex_replace(text.str(), std::regex(R"(/\*[\s\S]*?\*/)"), "");
+    text << std::ifstream(VANDRO_EXPORT_MAP).rdbuf();
+    const std::string map = std::regex_replace(text.str(), std::regex(R"(/\*[\s\S]*?\*/)"), ""),
+                      global = map.substr(0, map.find("local:")), c = global.substr(0, global.find("extern"));
     std::set<std::string> names;
-    std::smatch m;
-    std::string rest = map.substr(0, map.find("local:"));
-    for (std::string s = rest; std::regex_search(s, m, std::regex(R"re("([^"]+)";)re")); s = m.suffix())
-        names.insert(m[1]);
-    rest = rest.substr(0, rest.find("extern"));
-    for (std::string s = rest; std::regex_search(s, m, std::regex(R"(\b([A-Za-z_]\w*);)")); s = m.suffix())
-        names.insert(m[1]);
+    const std::regex quoted(R"re("([^"]+)";)re"), bare(R"(\b([A-Za-z_]\w*);)");
+    for (auto m = std::sregex_iterator(global.begin(), global.end(), quoted); m != std::sregex_iterator(); ++m) names.insert((*m)[1]);
+    for (auto m = std::sregex_iterator(c.begin(), c.end(), bare); m != std::sregex_iterator(); ++m) names.insert((*m)[1]);
     return names;
 }
 
 TEST(Exports, TheLibraryExportsExactlyTheList) {
     const std::set<std::string> exported = exportedSymbols(), listed = listedSymbols();
-    ASSERT_FALSE(exported.empty());
-    // Six entry points, seven data symbols and 85 numeric functions.
-    EXPECT_EQ(listed.size(), 98u);
-    for (const std::string& n : exported) EXPECT_EQ(listed.count(n), 1u) << "exported, not listed: " << n;
-    for (const std::string& n : listed) EXPECT_EQ(exported.count(n), 1u) << "listed, not exported: " << n;
-    // The engine's own steps never leave, whatever the list says.
-    for (const std::string& n : listed) {
+    EXPECT_EQ(listed.size(), 98u);  // six entry points, seven data symbols, 85 numeric functions
+    EXPECT_EQ(exported, listed);
+    for (const std::string& n : listed) {  // the engine's own steps never leave, whatever the list says
         EXPECT_NE(n.rfind("kiss_", 0), 0u) << n;  // our functions may take a kiss_fft_cpx
-        for (const char* internal : {"readBuffer", "clearAccumulators", "findResonances", "property_get",
-                                     "finishMeasurement", "adaptFilterCurve", "Eigen::"})
+        for (const char* internal : {"readBuffer", "clearAccumulators", "findResonances", "property_get", "finishMeasurement",
+                                     "adaptFilterCurve", "Eigen::"})
             EXPECT_EQ(n.find(internal), std::string::npos) << n;
     }
 }
@@ -80,8 +66,7 @@ TEST(Exports, DlopenClientDrivesTheEntryPoints) {
     void* lib = dlopen(VANDRO_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(lib, nullptr) << dlerror();
     auto init = reinterpret_cast<int (*)()>(dlsym(lib, "VandroInit"));
-    auto handle = reinterpret_cast<int (*)(int16_t*, int, float*, int)>(
-        dlsym(lib, "VandroHandleBuffer"));
+    auto handle = reinterpret_cast<int (*)(int16_t*, int, float*, int)>(dlsym(lib, "VandroHandleBuffer"));
     auto close = reinterpret_cast<void (*)()>(dlsym(lib, "VandroClose"));
     auto thresh = reinterpret_cast<const double*>(dlsym(lib, "threshYDec"));
     ASSERT_TRUE(init && handle && close && thresh);
