@@ -139,6 +139,7 @@ TEST(Sos, PairingRules) {
         {{}, {0.9, -0.5, 0.1}, {-0.4, 0.2, 0.85}, {0.85, -0.4, 0.2}},
         {{cd(-0.5, 0.5), cd(-0.5, -0.5)}, {0.9}, {0.8, -0.6, -0.3}, {-0.6, -0.3, 0.8}},
         {{}, {0.9, -0.5}, {0.1, 0.8}, {0.8, 0.1}},
+        {{cd(-0.5, 0.5), cd(-0.5, -0.5)}, {0.9, -0.2, 0.1}, {0.8, -0.6, -0.3, 0.05, 0.85}, {-0.6, -0.3, 0.85, 0.05, 0.8}},
     };
     for (const Case& c : cases) {
         std::vector<cd> pc = c.pc, pr = c.pr, zr = c.zr, zo(zr.size());
@@ -147,6 +148,11 @@ TEST(Sos, PairingRules) {
         EXPECT_EQ(nzo, int(zr.size()));
         EXPECT_EQ(zo, c.expected);
     }
+    // Poles are ordered by their distance to the unit circle, the closest first.
+    cd pc[4] = {std::polar(1.08, 2.0), std::polar(1.08, -2.0), std::polar(1.0, 1.0), std::polar(1.0, -1.0)}, po[4];
+    int npo = 0;
+    orderp(pc, 4, nullptr, 0, po, &npo);
+    EXPECT_EQ(po[0], std::polar(1.0, 1.0));
     // A section that finds no zeros fails: -1 for a pair, -2 for the last pole.
     std::vector<cd> pr = {0.9, -0.5, 0.1}, four = {0.9, -0.5, 0.3, 0.1}, two = {0.1, 0.2}, zo(4);
     int nzo = 0;
@@ -225,7 +231,7 @@ TEST(Stmcb, RecoversAKnownFilterAndGuardsItsStart) {
     for (int i = 1; i < 10; i++) EXPECT_EQ(aOut[i], 0.0);
     EXPECT_EQ(bOut[0], 42.0);  // never written
     std::vector<double> x = {0.5, 0.25, 0.125};
-    stmcb(x.data(), 3, 9, 9, 0, aOut, bOut);  // no iteration: the start x[0], then zeros
+    stmcb(x.data(), 1, 9, 9, 0, aOut, bOut);  // one sample, no iteration: the start x[0], then zeros
     EXPECT_EQ(aOut[0], 0.5);
     EXPECT_EQ(bOut[0], 42.0);
     std::vector<double> shortX = {1.0, 0.5, 0.2, 0.1, 0.05, 0.02, 0.01, 0.005, 0.002, 0.001};

@@ -98,6 +98,9 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
         EXPECT_NEAR(out[i], std::min(3 * q * q * (log(f0) - log(f)) / (log(f0) - log(f1)), 9.0), 1e-9) << i;
     }
     EXPECT_EQ(out[12], 0.0);  // the first point above 100 Hz is 9; 10 on is never written
+    std::vector<double> two(2, 0.0);
+    bassBoostCreation(f0, q, 9.0, two.data(), 2);  // the shortest grid, 0 and 24 kHz
+    EXPECT_EQ(two, (std::vector<double>{9.0, 0.0}));
 
     // Loudness: the curve follows the level difference of the bass and treble peaks.
     const struct {

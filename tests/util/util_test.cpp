@@ -167,9 +167,9 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
     double x[5] = {1, 2, 3, 4, 1000}, tenths[3] = {0.1, 0.1, 0.1}, y[4] = {2, 2, 5, 1}, z[4] = {2, 2, 5, 3}, affine[4], flat[4] = {7, 7, 7, 7};
     for (int i = 0; i < 4; i++) affine[i] = -3 * x[i] + 2;
     // The fifth value is never part of the array; each mean term is divided before it is added.
-    const double got[] = {mean(x, 4), mean(x, 0), mean(tenths, 3), variance(x, 2.5, 4), variance(x, 2.5, 0),
+    const double got[] = {mean(x, 4), mean(x, 0), mean(tenths, 3), variance(x, 2.5, 4), variance(x, 2.5, 1), variance(x, 2.5, 0),
                           sum(x, 4), sum(x, -1), leastSquares(x, y, 4), leastSquares(x, y, 0)};
-    EXPECT_EQ(v(got), (std::vector<double>{2.5, 0.0, 0.1 / 3 + 0.1 / 3 + 0.1 / 3, 1.25, 0.0, 10.0, 0.0, 14.0, 0.0}));
+    EXPECT_EQ(v(got), (std::vector<double>{2.5, 0.0, 0.1 / 3 + 0.1 / 3 + 0.1 / 3, 1.25, 2.25, 0.0, 10.0, 0.0, 14.0, 0.0}));
     EXPECT_NEAR(corr(x, affine, 4), -1.0, 1e-15);
     EXPECT_EQ(corr(flat, x, 4), 0.0);
     EXPECT_EQ(corr(x, flat, 4), 0.0);
@@ -184,7 +184,7 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
 TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     double a1[1] = {2}, x1[2] = {4, 6}, y1[2], a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], yd[4];
     double a4[1] = {4}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
-    float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3};
+    float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3}, fa2[2] = {2, -1};
     filter(a1, 1, b, 1, x1, 2, y1);
     filter(a, 2, b, 1, impulse, 4, y);  // one pole: a geometric series
     filter(a4, 1, b3, 3, ramp, 4, fir);  // every term divided by a[0] on its own
@@ -195,10 +195,12 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     EXPECT_EQ(v(fir), (std::vector<double>{0.25, 0.75, 1.5, 1.5}));
     EXPECT_EQ(v(yd), v(y));
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
-    kiss_fft_cpx cy[4], cz[4];
+    kiss_fft_cpx cy[4], cz[4], cw[4];
     for (int i = 0; i < 4; i++) cy[i] = cz[i] = {9.0, -3.0};
     filter(a, 2, b, 1, impulse, 4, cy);  // complex output: imaginary parts untouched
     filter(fa3, 1, fb, 1, fx, 1, cz);
+    filter(fa2, 2, fb, 1, fx, 4, cw);  // y[i] = (x[i] + y[i - 1]) / 2
+    EXPECT_EQ(cw[3].r, 0.0625);
     EXPECT_EQ(std::make_pair(cy[3].r, cy[3].i), std::make_pair(0.125, -3.0));
     EXPECT_EQ(cz[0].r, (double)(1.0f / 3.0f));  // feed-forward in single precision
     EXPECT_EQ(cz[1].r, 9.0);
