@@ -41,39 +41,26 @@ static cd evalDesc(const double* c, int n, cd z1) {  // sum c[k] z^-k
     return s;
 }
 
+// Roots in increasing magnitude; zero roots at a stride of two, the last in
+// the n-th entry; the order of a transfer function; sign's dead band; poly.
 TEST(Roots, KnownRootsLayoutOrderAndSign) {
-    double c[3] = {1, -3, 2}, zero[3] = {1, 0, 0}, one[3] = {1, -1, 0};
-    cd r[3];
-    ASSERT_EQ(roots(c, 3, r), 0);
-    EXPECT_NEAR(std::abs(r[0] - 1.0), 0.0, 1e-12);  // increasing magnitude
-    EXPECT_NEAR(std::abs(r[1] - 2.0), 0.0, 1e-12);
-    const cd untouched(7, 7);
-    cd s[3] = {untouched, untouched, untouched}, t[3] = {untouched, untouched, untouched};
-    ASSERT_EQ(roots(zero, 3, s), 0);
-    EXPECT_EQ(s[0], cd(0, 0));
-    EXPECT_EQ(s[1], untouched);  // the stride of two leaves it
-    ASSERT_EQ(roots(one, 3, t), 0);
-    EXPECT_EQ(t[0], cd(0, 0));
-    EXPECT_EQ(t[1], untouched);
-    EXPECT_NEAR(std::abs(t[2] - 1.0), 0.0, 1e-12);  // lands in the n-th entry
-
-    int order = 0;
-    double b1[3] = {1, 0.5, 0}, a1[3] = {1, 0.2, 0.1}, b0[3] = {0, 0, 0}, a0[3] = {1, 0, 0};
+    const cd u(7, 7);
+    double c[3] = {1, -3, 2}, zero[3] = {1, 0, 0}, one[3] = {1, -1, 0}, b1[3] = {1, 0.5, 0}, a1[3] = {1, 0.2, 0.1}, b0[3] = {}, q[3];
+    cd r[3], s[3] = {u, u, u}, t[3] = {u, u, u}, pair[2] = {cd(0.5, 0.5), cd(0.5, -0.5)};
+    ASSERT_EQ(roots(c, 3, r) + roots(zero, 3, s) + roots(one, 3, t), 0);
+    EXPECT_NEAR(std::abs(r[0] - 1.0) + std::abs(r[1] - 2.0), 0.0, 1e-12);
+    EXPECT_EQ(std::vector<cd>(s, s + 2), (std::vector<cd>{0.0, u}));
+    EXPECT_EQ(std::vector<cd>(t, t + 2), (std::vector<cd>{0.0, u}));
+    EXPECT_NEAR(std::abs(t[2] - 1.0), 0.0, 1e-12);
+    int order = 0, order0 = 0;
     EXPECT_EQ(eqtflength(b1, a1, 3, &order), 2);
-    EXPECT_EQ(order, 2);
-    eqtflength(b0, a0, 3, &order);
-    EXPECT_EQ(order, 1);
-    EXPECT_EQ(sign(1e-5), 0.0);
-    EXPECT_EQ(sign(-2e-5), -1.0);
-    EXPECT_EQ(sign(3.0), 1.0);
-    double q[3];
-    cd pair[2] = {cd(0.5, 0.5), cd(0.5, -0.5)};
+    eqtflength(b0, zero, 3, &order0);
+    EXPECT_EQ(std::make_pair(order, order0), std::make_pair(2, 1));
+    EXPECT_EQ(std::vector<double>({sign(1e-5), sign(-2e-5), sign(3.0)}), std::vector<double>({0.0, -1.0, 1.0}));
     poly(q, pair, 2);
-    EXPECT_EQ(q[1], -1.0);
-    EXPECT_EQ(q[2], 0.5);  // |r|^2
+    EXPECT_EQ(std::vector<double>(q + 1, q + 3), std::vector<double>({-1.0, 0.5}));  // -2 Re r, |r|^2
     poly(q, pair, 1);
-    EXPECT_EQ(q[1], -0.5);
-    EXPECT_EQ(q[2], 0.0);
+    EXPECT_EQ(std::vector<double>(q + 1, q + 3), std::vector<double>({-0.5, 0.0}));
 }
 
 TEST(Sos, FactoringKeepsTheResponseAndOrdersByDistanceToTheCircle) {
