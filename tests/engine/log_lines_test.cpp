@@ -160,7 +160,7 @@ const std::vector<LogCase>& cases() {
 std::map<std::string, std::string> expectedLogs() {
     std::map<std::string, std::string> rows;
     std::string name;
-    std::ifstream in(std::string(VANDRO_TEST_DATA) + "/log_lines.txt");
+    std::ifstream in(referenceFile("log_lines.txt"));
     for (std::string l; std::getline(in, l);) {
         if (l.empty() || l[0] == '#') continue;
         if (l[0] == '[') {

@@ -6,6 +6,11 @@
 
 #include "support/test_env.h"
 
+// The workstation build names the folder; elsewhere it is found from the checkout.
+#ifndef VANDRO_TEST_DATA
+#define VANDRO_TEST_DATA "tests/data"
+#endif
+
 std::string dumpLog() {
     std::string s;
     for (const LogLine& l : capturedLog()) s += std::to_string(l.priority) + " " + l.tag + ": " + l.text + "\n";
@@ -37,8 +42,10 @@ double rmsAgainstTarget(const float* c, const double* target) {
     return sqrt(sq);
 }
 
+std::string referenceFile(const std::string& name) { return std::string(VANDRO_TEST_DATA) + "/" + name; }
+
 std::vector<double> referenceData(const std::string& name) {
-    std::ifstream in(std::string(VANDRO_TEST_DATA) + "/" + name);
+    std::ifstream in(referenceFile(name));
     std::vector<double> v;
     for (std::string l; std::getline(in, l);)
         if (!l.empty() && l[0] != '#') v.push_back(std::stod(l));

@@ -61,5 +61,6 @@ double cascadeDb(const float* c, int sections, double f);
 // on a 200-point log grid, level offset removed.
 double rmsAgainstTarget(const float* c, const double* target);
 
-// Numbers of a frozen reference file under tests/data ('#' lines are comments).
+// Path of a frozen reference file under tests/data, and its numbers ('#' lines are comments).
+std::string referenceFile(const std::string& name);
 std::vector<double> referenceData(const std::string& name);
