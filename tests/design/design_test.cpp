@@ -135,6 +135,12 @@ TEST(Sos, PairingRules) {
         EXPECT_EQ(nzo, int(zr.size()));
         EXPECT_EQ(zo, c.expected);
     }
+    // Complex and real values are split, each kind in its order.
+    cd mixed[4] = {0.3, cd(0.1, 0.5), -0.2, cd(0.1, -0.5)}, xc[4], xr[4];
+    int nc = 0, nr = 0;
+    breakconjreal(mixed, 4, xc, &nc, xr, &nr);
+    EXPECT_EQ(std::vector<cd>(xc, xc + nc), (std::vector<cd>{cd(0.1, 0.5), cd(0.1, -0.5)}));
+    EXPECT_EQ(std::vector<cd>(xr, xr + nr), (std::vector<cd>{0.3, -0.2}));
     // Poles are ordered by their distance to the unit circle, the closest first.
     cd pc[4] = {std::polar(1.08, 2.0), std::polar(1.08, -2.0), std::polar(1.0, 1.0), std::polar(1.0, -1.0)}, po[4];
     int npo = 0;

@@ -7,11 +7,15 @@
 
 #include <algorithm>
 
+#include <cstring>
+
+#include "engine/diagnostics.h"
 #include "engine/lowpass.h"
 #include "engine/state.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
 #include "support/test_env.h"
+#include "platform/properties.h"
 #include "util/window.h"
 
 class EntryPoints : public EngineTest {
@@ -77,6 +81,14 @@ TEST_F(EntryPoints, CloseReleasesEverythingAndCallsInAnyOrderAreSafe) {
     gRawCount = 0;
     EXPECT_EQ(feed(silenceBuffer()), 0);
     EXPECT_EQ(gRawCount, 0);
+    // The workstation's property shim keeps at most PROPERTY_VALUE_MAX - 1 characters, as libcutils does.
+    android::base::SetProperty("vandro.test.long", std::string(200, 'x'));
+    char value[PROPERTY_VALUE_MAX];
+    EXPECT_EQ(property_get("vandro.test.long", value, nullptr), PROPERTY_VALUE_MAX - 1);
+    EXPECT_EQ(strlen(value), PROPERTY_VALUE_MAX - 1u);
+    diagnosticsEnable(false);  // off twice stays off
+    diagnosticsEnable(false);
+    EXPECT_EQ(diagnosticsRecord(), nullptr);
 }
 
 TEST_F(EntryPoints, SilenceNeverFillsAndTheBudgetEndsAt120Buffers) {

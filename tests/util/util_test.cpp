@@ -102,6 +102,8 @@ TEST(Spacing, EndIsForcedAndTheTermOrderIsKept) {
     EXPECT_EQ(d[1], 0.25);
     EXPECT_EQ(third[1], 1.0 * (0.3 - 0.2) / 3.0 + 0.2);  // i (end - start) / (n - 1) + start, in that order
     EXPECT_EQ(third[3], 0.3);
+    ASSERT_EQ(linspace(-1.0, -0.45, d, 2), 0);
+    EXPECT_EQ(d[1], -0.45);  // the formula would give -0.44999999999999996
     EXPECT_EQ(one[0], 10.0);
     EXPECT_EQ(v(ints), (std::vector<int>{0, 3, 6, 10}));
     EXPECT_EQ(v(back), (std::vector<int>{10, 7, 4, 0}));  // truncation toward zero
@@ -201,6 +203,8 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     filter(fa3, 1, fb, 1, fx, 1, cz);
     filter(fa2, 2, fb, 1, fx, 4, cw);  // y[i] = (x[i] + y[i - 1]) / 2
     EXPECT_EQ(cw[3].r, 0.0625);
+    filter(a4, 1, b3, 3, ramp, 4, cw);
+    EXPECT_EQ(cw[3].r, 1.5);
     EXPECT_EQ(std::make_pair(cy[3].r, cy[3].i), std::make_pair(0.125, -3.0));
     EXPECT_EQ(cz[0].r, (double)(1.0f / 3.0f));  // feed-forward in single precision
     EXPECT_EQ(cz[1].r, 9.0);
