@@ -109,7 +109,8 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
         double first;
     } table[] = {{115, 2.4, 2, 0.0},         {115, 10.5, 2, 10.0347},  {115, 2.5, 2, 5.2869},
                  {115, 5.0, 2, loudCurves[2 * 90]},  // d = 3.5 exactly: the bounds are "below"
-                 {41, 10.5, 2, 10.0347},     {40, 10.5, 2, loudCurves[3 * 90]}};  // the bass band is open at 40 Hz
+                 {41, 10.5, 2, 10.0347},     {40, 10.5, 2, loudCurves[3 * 90]},  // the bass band is open at 40 Hz
+                 {399, 2.5, 2, 5.2869},      {420, 2.5, 2, 10.0347}};  // and ends at 400 Hz: no peak, 120 Hz is nearest
     for (const auto& r : table) {
         double freq[2] = {r.fLow, 3000}, h[2] = {r.hLow, 1.5};
         std::vector<double> c(90, 0.0);
