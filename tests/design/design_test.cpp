@@ -21,18 +21,6 @@
 
 typedef std::complex<double> cd;
 
-// Descending coefficients of prod (1 - r z^-1), real parts.
-static std::vector<double> fromRoots(const std::vector<cd>& rs) {
-    std::vector<cd> p = {1.0};
-    for (cd r : rs) {
-        p.push_back(0.0);
-        for (size_t i = p.size() - 1; i > 0; i--) p[i] -= r * p[i - 1];
-    }
-    std::vector<double> c;
-    for (cd v : p) c.push_back(v.real());
-    return c;
-}
-
 static std::vector<cd> v3(const cd* x) { return std::vector<cd>(x, x + 3); }
 
 static cd evalDesc(const double* c, int n, cd z1) {  // sum c[k] z^-k

@@ -63,18 +63,6 @@ int notchIn(double height, double fLow, double fHigh, int which) {
     return notch(f, q, h, 1, a, b, fLow, fHigh, which);
 }
 
-// Descending coefficients of prod (1 - r z^-1).
-std::vector<double> fromRoots(const std::vector<cd>& rs) {
-    std::vector<cd> p = {1.0};
-    for (cd r : rs) {
-        p.push_back(0.0);
-        for (size_t i = p.size() - 1; i > 0; i--) p[i] -= r * p[i - 1];
-    }
-    std::vector<double> c;
-    for (cd v : p) c.push_back(v.real());
-    return c;
-}
-
 VandroBundle gBundle;
 double gGain, gD[16];
 cd gC[200], gCOut[200];

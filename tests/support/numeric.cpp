@@ -52,3 +52,14 @@ std::vector<double> referenceData(const std::string& name) {
     EXPECT_FALSE(v.empty()) << name;
     return v;
 }
+
+std::vector<double> fromRoots(const std::vector<std::complex<double>>& roots) {
+    std::vector<std::complex<double>> p = {1.0};
+    for (std::complex<double> r : roots) {
+        p.push_back(0.0);
+        for (size_t i = p.size() - 1; i > 0; i--) p[i] -= r * p[i - 1];
+    }
+    std::vector<double> c;
+    for (std::complex<double> v : p) c.push_back(v.real());
+    return c;
+}

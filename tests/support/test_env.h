@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <complex>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -60,6 +61,9 @@ double cascadeDb(const float* c, int sections, double f);
 // RMS dB of the 5-section cascade against a 2048-bin target (0..24 kHz), 20 Hz..20 kHz
 // on a 200-point log grid, level offset removed.
 double rmsAgainstTarget(const float* c, const double* target);
+
+// Descending coefficients (real parts) of prod (1 - r z^-1) over the roots r.
+std::vector<double> fromRoots(const std::vector<std::complex<double>>& roots);
 
 // Path of a frozen reference file under tests/data, and its numbers ('#' lines are comments).
 std::string referenceFile(const std::string& name);
