@@ -16,12 +16,6 @@ std::string dumpLog() {
     for (const LogLine& l : capturedLog()) s += std::to_string(l.priority) + " " + l.tag + ": " + l.text + "\n";
     return s;
 }
-int countLog(int priority, const std::string& tag, const std::string& text) {
-    int n = 0;
-    for (const LogLine& l : capturedLog()) n += l.priority == priority && l.tag == tag && l.text == text;
-    return n;
-}
-
 double cascadeDb(const float* c, int sections, double f) {
     const std::complex<double> z1 = std::polar(1.0, -2 * M_PI * f / VANDRO_DESIGN_RATE_HZ), z2 = z1 * z1;
     double db = 0;

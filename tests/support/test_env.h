@@ -34,8 +34,6 @@ class EngineTest : public ::testing::Test {
 
 // Every recorded line as "PRIORITY TAG: TEXT", one per row.
 std::string dumpLog();
-// Recorded lines with exactly this priority, tag and text.
-int countLog(int priority, const std::string& tag, const std::string& text);
 
 std::vector<int16_t> silenceBuffer();
 // Both channels equal and periodic: every analysed bin of both paths clears
