@@ -34,8 +34,7 @@ void stmcb(double* x, int len, int nb, int na, int niter, double* aOut, double* 
     double one[1] = {1.0};
     const int expectedRank = std::min(len, na + nb + 1);
     for (int r = 0; r < niter; r++) {
-        filter(a.data(), aLen, one, 1, x, len, v.data());
-        filter(a.data(), aLen, one, 1, u.data(), len, w.data());
+        filterPair(a.data(), aLen, one, 1, x, u.data(), len, v.data(), w.data());
         Eigen::MatrixXd M = buildSystem(v.data(), w.data(), len, nb, na);
         // The rank is taken from its own decomposition, not from the QR: deliberate.
         const int rank = static_cast<int>(Eigen::FullPivLU<Eigen::MatrixXd>(M).rank());

@@ -8,6 +8,10 @@
 
 // a[na], b[nb], x[n] -> y[n], all double.
 void filter(double* a, int na, double* b, int nb, double* x, int n, double* y);
+// filter(a, na, b, nb, x1, n, y1) and filter(a, na, b, nb, x2, n, y2) in one
+// pass, the same output bit for bit; the four arrays distinct.
+void filterPair(double* a, int na, double* b, int nb, double* x1, double* x2, int n, double* y1,
+                double* y2);
 // Float input promoted to double.
 void filter(double* a, int na, double* b, int nb, float* x, int n, double* y);
 // All single precision.

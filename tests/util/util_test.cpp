@@ -197,6 +197,13 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     EXPECT_EQ(v(fir), (std::vector<double>{0.25, 0.75, 1.5, 1.5}));
     EXPECT_EQ(v(yd), v(y));
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
+    double p1[4], p2[4], q1[4], q2[4];  // two signals in one pass, with a[0] = 1 and a[0] = 4
+    filterPair(a, 2, b, 1, impulse, ramp, 4, p1, p2);
+    filterPair(a4, 1, b3, 3, ramp, impulse, 4, q1, q2);
+    EXPECT_EQ(v(p1), v(y));
+    EXPECT_EQ(v(p2), (std::vector<double>{1, 1.5, 1.75, 1.875}));
+    EXPECT_EQ(v(q1), v(fir));
+    EXPECT_EQ(v(q2), (std::vector<double>{0.25, 0.5, 0.75, 0}));
     kiss_fft_cpx cy[4], cz[4], cw[4];
     for (int i = 0; i < 4; i++) cy[i] = cz[i] = {9.0, -3.0};
     filter(a, 2, b, 1, impulse, 4, cy);  // complex output: imaginary parts untouched
