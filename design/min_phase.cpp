@@ -22,40 +22,48 @@ static double foldWeight(int k, int n) {
     return 0.0;
 }
 
-void minph(kiss_fft_cpx* x, int n, double* out, int outLength) {
-    if (n < 1 || outLength > n) return;  // outside the contract: nothing written
-    kiss_fft_cfg forward = kiss_fft_alloc(n, 0, nullptr, nullptr);
-    kiss_fft_cfg inverse = kiss_fft_alloc(n, 1, nullptr, nullptr);
-    kiss_fft_cpx* X = new kiss_fft_cpx[n];
-    kiss_fft_cpx* Y = new kiss_fft_cpx[n];
-    kiss_fft_cpx* Z = new kiss_fft_cpx[n];
-    kiss_fft(forward, x, X);
+// kissfft's inverse plan differs from its forward plan only in conjugated
+// twiddles, so one forward plan serves both directions: the inverse of x is the
+// conjugate of the forward transform of conj(x), the same arithmetic with its
+// signs mirrored. Only real parts are read after each inverse, and conjugation
+// leaves them as they are; the second plan and its twiddles are never made.
+// X and Y are n-point work arrays; Y may be x itself, which is read first.
+static void minimumPhase(kiss_fft_cpx* x, kiss_fft_cpx* X, kiss_fft_cpx* Y, int n, double* out,
+                         int outLength) {
+    kiss_fft_cfg plan = kiss_fft_alloc(n, 0, nullptr, nullptr);
+    kiss_fft(plan, x, X);
     // No floor: a bin of exactly zero magnitude gives minus infinity.
-    for (int k = 0; k < n; k++) X[k] = {log(sqrt(X[k].r * X[k].r + X[k].i * X[k].i)), 0.0};
-    kiss_fft(inverse, X, Z);
-    for (int k = 0; k < n; k++) X[k] = {foldWeight(k, n) * (Z[k].r / n), 0.0};
-    kiss_fft(forward, X, Y);
+    for (int k = 0; k < n; k++) X[k] = {log(sqrt(X[k].r * X[k].r + X[k].i * X[k].i)), -0.0};
+    kiss_fft(plan, X, Y);  // the conjugate of the real cepstrum times n
+    for (int k = 0; k < n; k++) X[k] = {foldWeight(k, n) * (Y[k].r / n), 0.0};
+    kiss_fft(plan, X, Y);
     for (int k = 0; k < n; k++) {
         const double mag = exp(Y[k].r);
-        Y[k] = {mag * cos(Y[k].i), mag * sin(Y[k].i)};
+        Y[k] = {mag * cos(Y[k].i), -(mag * sin(Y[k].i))};
     }
-    kiss_fft(inverse, Y, X);
+    kiss_fft(plan, Y, X);  // the conjugate of the minimum-phase sequence times n
     for (int k = 0; k < outLength; k++) out[k] = X[k].r / n;
+    free(plan);
+}
+
+void minph(kiss_fft_cpx* x, int n, double* out, int outLength) {
+    if (n < 1 || outLength > n) return;  // outside the contract: nothing written
+    kiss_fft_cpx* X = new kiss_fft_cpx[n];
+    kiss_fft_cpx* Y = new kiss_fft_cpx[n];
+    minimumPhase(x, X, Y, n, out, outLength);
     delete[] X;
     delete[] Y;
-    delete[] Z;
-    free(forward);
-    free(inverse);
 }
 
 // Zero-phase response of the curve: dB to linear on bins 0..half-1, mirrored
 // one bin off the textbook layout (so the Nyquist bin takes bin half - 1), and
-// kissfft's unscaled real inverse divided by nFFT.
+// kissfft's unscaled real inverse divided by nFFT. The real inverse reads bins
+// 0..half only, so only those are formed.
 static void zeroPhaseResponse(const double* curveDb, int nFFT, double* t) {
     const int half = nFFT / 2;
-    kiss_fft_cpx* S = new kiss_fft_cpx[nFFT];
+    kiss_fft_cpx* S = new kiss_fft_cpx[half + 1];
     for (int k = 0; k < half; k++) S[k] = {pow(10.0, curveDb[k] / 20), 0.0};
-    for (int k = 0; k < half; k++) S[nFFT - 1 - k] = {S[k].r, 0.0};
+    S[half] = {S[half - 1].r, 0.0};
     kiss_fftr_cfg plan = kiss_fftr_alloc(nFFT, 1, nullptr, nullptr);
     kiss_fftri(plan, S, t);
     free(plan);
@@ -84,19 +92,15 @@ int freqToIr(double* curveDb, int nFFT, double* ir, int irLength) {
     kiss_fft_cpx* P = new kiss_fft_cpx[2 * nFFT]();
     double* t = new double[nFFT];
     zeroPhaseResponse(curveDb, nFFT, t);
-    kiss_fft_cpx* C = new kiss_fft_cpx[nFFT];
-    kiss_fft_cpx* D = new kiss_fft_cpx[nFFT];
-    for (int k = 0; k < nFFT; k++) C[k] = {t[k], 0.0};
-    circshift(C, D, nFFT, half);  // time zero to the middle
-    double* w = new double[nFFT];
-    createHanningWindow(w, nFFT);
-    applyHanningWindow(w, D, nFFT);
-    for (int k = 0; k < nFFT; k++) P[half + k].r = D[k].r;
-    minph(P, 2 * nFFT, ir, irLength);
-    delete[] P;
+    // Shifted by half (time zero to the middle), Hann-windowed and placed at
+    // P[half..half + nFFT - 1] in one pass: the values a shift into a work array
+    // and a window array gave, without either.
+    for (int k = 0; k < nFFT; k++) P[half + k].r = t[k < half ? k + half : k - half] * hannWeight(k, nFFT);
     delete[] t;
-    delete[] C;
-    delete[] D;
-    delete[] w;
+    // P is not needed after its transform: it serves as the second work array.
+    kiss_fft_cpx* X = new kiss_fft_cpx[2 * nFFT];
+    minimumPhase(P, X, P, 2 * nFFT, ir, irLength);
+    delete[] X;
+    delete[] P;
     return 0;
 }
