@@ -94,20 +94,27 @@ int checkAt10Hz(VandroBundle* s) {
 }
 
 // Normalises the cascade of sections 0..n-1 for n = 1..5 over 1 Hz..24 kHz; each
-// pass scales the numerator of its last section only.
+// pass scales the numerator of its last section only. The magnitudes are the
+// ones normalizeFilter finds, bit for bit: sections 0..n-2 do not change after
+// their own pass, so their dB sum per point is carried from pass to pass (summed
+// in the same order from 0), and phi is taken once per point instead of per pass.
 void normaliseCascade(VandroBundle* s) {
-    float grid[kResponsePoints];
-    linspace(0.0f, 24000.0f, grid, kResponsePoints);
-    grid[0] = 1.0f;  // no evaluation at 0 Hz
+    float phi[kResponsePoints];
+    linspace(0.0f, 24000.0f, phi, kResponsePoints);
+    phi[0] = 1.0f;  // no evaluation at 0 Hz
+    for (int i = 0; i < kResponsePoints; i++) phi[i] = responsePhi(phi[i]);
+    float below[kResponsePoints] = {};  // dB sum of the sections already normalised
     for (int n = 1; n <= kBundleSections; n++) {
-        float A[3 * kBundleSections], B[3 * kBundleSections];
-        for (int k = 0; k < n; k++)
-            for (int i = 0; i < 3; i++) {
-                A[3 * k + i] = denominator(s, k)[i];
-                B[3 * k + i] = numerator(s, k)[i];
-            }
-        normalizeFilter(grid, kResponsePoints, A, B, n);
-        for (int i = 0; i < 3; i++) numerator(s, n - 1)[i] = B[3 * n - 3 + i];
+        const float* a = denominator(s, n - 1);
+        float* b = numerator(s, n - 1);
+        float m = -10000.0f;
+        for (int i = 0; i < kResponsePoints; i++) {
+            float r = magnitudeOfDb(below[i] + sectionDb(phi[i], a, b));
+            if (r > m) m = r;
+        }
+        for (int i = 0; i < 3; i++) b[i] /= m;
+        if (n < kBundleSections)  // the last pass's sum is not read
+            for (int i = 0; i < kResponsePoints; i++) below[i] += sectionDb(phi[i], a, b);
     }
 }
 

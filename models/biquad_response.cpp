@@ -3,8 +3,7 @@
 
 #include <cmath>
 
-// Power gain of one section in dB with phi = sin^2(w / 2).
-static float sectionDb(float phi, const float* a, const float* b) {
+float sectionDb(float phi, const float* a, const float* b) {
     const float b0 = b[0], b1 = b[1], b2 = b[2], a1 = a[1], a2 = a[2];
     const float sb = b0 + b1 + b2, sa = 1.0f + a1 + a2;
     const float num = sb * sb - 4.0f * phi * (4.0f * b0 * b2 + b0 * b1 + b1 * b2) +
@@ -13,12 +12,18 @@ static float sectionDb(float phi, const float* a, const float* b) {
     return 10.0f * log10f(num / den);
 }
 
-float calculateFilterResponseAt(float f, float* a, float* b, int nSections) {
+float responsePhi(float f) {
     const double s = sin(f * kPi / kDesignRateHz);
-    const float phi = static_cast<float>(s * s);
+    return static_cast<float>(s * s);
+}
+
+float magnitudeOfDb(float sumDb) { return static_cast<float>(pow(10.0, sumDb / 20.0)); }
+
+float calculateFilterResponseAt(float f, float* a, float* b, int nSections) {
+    const float phi = responsePhi(f);
     float sum = 0.0f;
     for (int k = 0; k < nSections; k++) sum += sectionDb(phi, a + 3 * k, b + 3 * k);
-    return static_cast<float>(pow(10.0, sum / 20.0));
+    return magnitudeOfDb(sum);
 }
 
 // The maximum is kept as it is found; the responses need no array of their own.
