@@ -2,8 +2,10 @@
 // measurement split into its stages, for three presets.
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <vector>
 
+#include "bench/floor.h"
 #include "design/sos.h"
 #include "design/stmcb.h"
 #include "design/min_phase.h"
@@ -158,6 +160,36 @@ static void BM_FinishingCall(benchmark::State& state) {
     VandroClose();
 }
 BENCHMARK(BM_FinishingCall)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
+
+// The finishing call and the floor side by side: every iteration times one of
+// each back to back, so the machine's drift falls on both alike. The time shown
+// is the finishing call's; the counters give the floor's and their ratio.
+static void BM_FinishingOverFloor(benchmark::State& state) {
+    using Clock = std::chrono::steady_clock;
+    const Snapshot s = snapshot(kFitting[state.range(0)]);
+    const std::vector<double> ir = floorImpulseResponse();
+    std::vector<int16_t> buffer = s.last;
+    float c[VANDRO_NUM_COEFS];
+    double finishing = 0.0, floor = 0.0;
+    for (auto _ : state) {
+        restore(s);
+        const auto t0 = Clock::now();
+        const int rc = VandroHandleBuffer(buffer.data(), VANDRO_SAMPLES_PER_BUFFER, c, VANDRO_MODE_FIT);
+        const auto t1 = Clock::now();
+        requiredDecompositions(ir.data());
+        const auto t2 = Clock::now();
+        if (rc != VANDRO_DONE) state.SkipWithError("the finishing call did not give result 1");
+        const double call = std::chrono::duration<double>(t1 - t0).count();
+        finishing += call;
+        floor += std::chrono::duration<double>(t2 - t1).count();
+        state.SetIterationTime(call);
+    }
+    state.counters["floor_ms"] = benchmark::Counter(1e3 * floor / state.iterations());
+    state.counters["ratio"] = benchmark::Counter(floor > 0.0 ? finishing / floor : 0.0);
+    state.SetLabel(kFitting[state.range(0)]);
+    VandroClose();
+}
+BENCHMARK(BM_FinishingOverFloor)->DenseRange(0, 4)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 // First buffer to coefficients: the compute of one whole measurement.
 static void BM_WholeMeasurement(benchmark::State& state) {
