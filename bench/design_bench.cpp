@@ -33,7 +33,7 @@ BENCHMARK(BM_Stmcb)->Unit(benchmark::kMillisecond);
 // running the two decompositions the iteration requires on it (the rank by a
 // full-pivoting LU, the solve by a column-pivoting QR), nothing else.
 static void BM_RequiredDecompositions(benchmark::State& state) {
-    const std::vector<double> ir = floorImpulseResponse();
-    for (auto _ : state) requiredDecompositions(ir.data());
+    const FloorSystem s = floorSystem();
+    for (auto _ : state) requiredDecompositions(s);
 }
 BENCHMARK(BM_RequiredDecompositions)->Unit(benchmark::kMillisecond);

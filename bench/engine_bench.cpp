@@ -167,7 +167,7 @@ BENCHMARK(BM_FinishingCall)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
 static void BM_FinishingOverFloor(benchmark::State& state) {
     using Clock = std::chrono::steady_clock;
     const Snapshot s = snapshot(kFitting[state.range(0)]);
-    const std::vector<double> ir = floorImpulseResponse();
+    const FloorSystem system = floorSystem();
     std::vector<int16_t> buffer = s.last;
     float c[VANDRO_NUM_COEFS];
     double finishing = 0.0, floor = 0.0;
@@ -176,7 +176,7 @@ static void BM_FinishingOverFloor(benchmark::State& state) {
         const auto t0 = Clock::now();
         const int rc = VandroHandleBuffer(buffer.data(), VANDRO_SAMPLES_PER_BUFFER, c, VANDRO_MODE_FIT);
         const auto t1 = Clock::now();
-        requiredDecompositions(ir.data());
+        requiredDecompositions(system);
         const auto t2 = Clock::now();
         if (rc != VANDRO_DONE) state.SkipWithError("the finishing call did not give result 1");
         const double call = std::chrono::duration<double>(t1 - t0).count();
