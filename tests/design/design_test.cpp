@@ -40,6 +40,10 @@ TEST(Roots, KnownRootsLayoutOrderAndSign) {
     EXPECT_EQ(std::vector<cd>(s, s + 2), (std::vector<cd>{0.0, u}));
     EXPECT_EQ(std::vector<cd>(t, t + 2), (std::vector<cd>{0.0, u}));
     EXPECT_NEAR(std::abs(t[2] - 1.0), 0.0, 1e-12);
+    double lead0[3] = {0, 1, 2};  // a zero leading coefficient: no finite roots
+    cd none[2];
+    EXPECT_EQ(roots(lead0, 3, none), 0);
+    EXPECT_TRUE(std::isnan(none[0].real()) && std::isnan(none[1].imag()));
     int order = 0, order0 = 0;
     EXPECT_EQ(eqtflength(b1, a1, 3, &order), 2);
     eqtflength(b0, zero, 3, &order0);
@@ -155,7 +159,8 @@ TEST(MinimumPhase, KeepsMinimumPhaseFlipsMaximumPhaseAndRotates) {
         std::vector<double> out;
     } table[] = {{{1.0, 0.5, 0.25}, 1024, {1.0, 0.5, 0.25, 0.0}},
                  {{0.5, 1.0}, 512, {1.0, 0.5, 0.0}},  // 0.5 + z^-1: zero outside the circle
-                 {{0.5, 1.0}, 513, {1.0, 0.5}}};
+                 {{0.5, 1.0}, 513, {1.0, 0.5}},
+                 {{0.5, 1.0}, 2, {1.0, 0.5}}};  // the whole sequence: outLength == n
     for (const auto& row : table) {
         std::vector<kiss_fft_cpx> x = padded(row.in, row.n);
         std::vector<double> out(row.out.size());

@@ -101,12 +101,14 @@ TEST_F(EntryPoints, SilenceNeverFillsAndTheBudgetEndsAt120Buffers) {
     EXPECT_EQ(feed(silenceBuffer()), 0);
 }
 
-TEST_F(EntryPoints, StrongSignalFillsBothPathsAndAnswersOnCall38) {
+TEST_F(EntryPoints, StrongSignalFillsBothPathsAndAnswersWhenBothSuffice) {
     const std::vector<int16_t> buf = strongBuffer();
     for (int call = 1; call <= 37; call++) ASSERT_EQ(feed(buf), 0) << call;
     for (int k = 0; k < kDecBins; k++) ASSERT_EQ(gBinCountDec[k], k >= 6 && k <= 158 ? 37 : 0) << k;
     for (int j = 0; j < kFullBins; j++) ASSERT_EQ(gBinCount[j], 592) << j;
     EXPECT_GT(gSpecV[50], 0.0);
+    gBinCountDec[100] = 35;  // one decimated bin short: a full full-rate path does not suffice
+    EXPECT_EQ(feed(buf), 0);
     EXPECT_EQ(feed(buf), 4);  // equal channels: a flat 27-ohm resistor
     EXPECT_EQ(*std::max_element(gBinCount, gBinCount + kFullBins), 0);  // a failure clears the data
     EXPECT_EQ(*std::max_element(gSpecVDec, gSpecVDec + kDecBins), 0.0);

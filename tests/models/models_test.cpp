@@ -109,6 +109,7 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
         double first;
     } table[] = {{115, 2.4, 2, 0.0},         {115, 10.5, 2, 10.0347},  {115, 2.5, 2, 5.2869},
                  {115, 5.0, 2, loudCurves[2 * 90]},  // d = 3.5 exactly: the bounds are "below"
+                 {115, 7.0, 2, loudCurves[1 * 90]},  // d = 5.5 exactly
                  {41, 10.5, 2, 10.0347},     {40, 10.5, 2, loudCurves[3 * 90]},  // the bass band is open at 40 Hz
                  {399, 2.5, 2, 5.2869},      {420, 2.5, 2, 10.0347}};  // and ends at 400 Hz: no peak, 120 Hz is nearest
     for (const auto& r : table) {
@@ -162,8 +163,9 @@ TEST(Models, InEarAndConchaCurves) {
     for (int k = 22; k < 90; k++) ASSERT_NEAR(concha[k], loudCurves[k], 1e-12) << k;
     for (int k = 90; k < 2048; k += 13) ASSERT_NEAR(concha[k], 0.0, 1e-12) << k;
     EXPECT_GT(concha[5], loudCurves[5]);  // the bass boost below 120 Hz
-    double nf[1] = {20000}, n1[1] = {1};
+    double nf[1] = {420}, n1[1] = {1};  // above the bass band (40..400 Hz), below every other
     std::vector<double> bare(2048, 0.0);
     EXPECT_EQ(calculateModelInConcha(nf, n1, n1, 4.0, 1, bare.data()), -1);
+    EXPECT_EQ(bare[5], loudCurves[5]);  // no bass boost
     EXPECT_EQ(bare[50], loudCurves[50]);  // the loudness curve is there all the same
 }
