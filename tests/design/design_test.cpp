@@ -160,7 +160,8 @@ TEST(MinimumPhase, KeepsMinimumPhaseFlipsMaximumPhaseAndRotates) {
     } table[] = {{{1.0, 0.5, 0.25}, 1024, {1.0, 0.5, 0.25, 0.0}},
                  {{0.5, 1.0}, 512, {1.0, 0.5, 0.0}},  // 0.5 + z^-1: zero outside the circle
                  {{0.5, 1.0}, 513, {1.0, 0.5}},
-                 {{0.5, 1.0}, 2, {1.0, 0.5}}};  // the whole sequence: outLength == n
+                 {{0.5, 1.0}, 2, {1.0, 0.5}},  // the whole sequence: outLength == n
+                 {{-0.5}, 1, {0.5}}};
     for (const auto& row : table) {
         std::vector<kiss_fft_cpx> x = padded(row.in, row.n);
         std::vector<double> out(row.out.size());

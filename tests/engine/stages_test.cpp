@@ -90,6 +90,11 @@ TEST(ResonanceSearch, BaselineGainAndScaling) {
     EXPECT_EQ(normaliseCurve(flat.data(), f.data(), t, 3), 0.0);
     EXPECT_EQ(std::vector<double>({flat[0], flat[216]}), std::vector<double>({2.0, 5.0}));
     EXPECT_NEAR(flat[100], 0.04 / 2.0, 1e-12);
+    std::vector<double> rising(217);
+    for (int i = 0; i < 217; i++) rising[i] = i;
+    int steps[217];
+    EXPECT_EQ(baselineStaircase(rising.data(), steps), 216);  // every index down to 1, which compares v[0]
+    EXPECT_EQ(std::make_pair(steps[0], steps[215]), std::make_pair(1, 216));
 }
 
 // Peaks closer than 12 bins to a stronger one are not resonances; q from the
