@@ -23,15 +23,21 @@ static void directForm(int na, int nb, int n, Out out, FeedForward feedForward,
     for (int i = 0; i < n; i++) directFormSample(i, na, nb, out, feedForward, feedBack);
 }
 
-// Double-precision terms; with kUnitA0 the divisions by a[0] == 1.0 are left
-// out, which changes no value (t / 1.0 is t exactly) and takes them off the
+// The double-precision terms c[k] s[i-k] / a[0] of one signal: feed-forward
+// with (b, x), feedback with (a, y). With kUnitA0 the division by a[0] == 1.0 is
+// left out, which changes no value (t / 1.0 is t exactly) and takes it off the
 // recursion's critical path.
 template <bool kUnitA0>
+static auto termsOf(const double* c, const double* a, const double* s) {
+    return [=](int k, int i) { return kUnitA0 ? c[k] * s[i - k] : c[k] * s[i - k] / a[0]; };
+}
+
+static bool unitA0(const double* a, int na) { return na >= 1 && a[0] == 1.0; }
+
+template <bool kUnitA0>
 static void filterDouble(double* a, int na, double* b, int nb, double* x, int n, double* y) {
-    directForm(
-        na, nb, n, [y](int i) -> double& { return y[i]; },
-        [=](int k, int i) { return kUnitA0 ? b[k] * x[i - k] : b[k] * x[i - k] / a[0]; },
-        [=](int k, int i) { return kUnitA0 ? a[k] * y[i - k] : a[k] * y[i - k] / a[0]; });
+    directForm(na, nb, n, [y](int i) -> double& { return y[i]; }, termsOf<kUnitA0>(b, a, x),
+               termsOf<kUnitA0>(a, a, y));
 }
 
 // Two signals through one filter, sample by sample: each recursion waits on its
@@ -40,33 +46,22 @@ template <bool kUnitA0>
 static void filterDoublePair(double* a, int na, double* b, int nb, double* x1, double* x2,
                              int n, double* y1, double* y2) {
     if (na < 1 || nb < 1) return;
-    auto ff = [=](const double* x) {
-        return [=](int k, int i) { return kUnitA0 ? b[k] * x[i - k] : b[k] * x[i - k] / a[0]; };
-    };
-    auto fb = [=](const double* y) {
-        return [=](int k, int i) { return kUnitA0 ? a[k] * y[i - k] : a[k] * y[i - k] / a[0]; };
-    };
     auto out1 = [y1](int i) -> double& { return y1[i]; };
     auto out2 = [y2](int i) -> double& { return y2[i]; };
     for (int i = 0; i < n; i++) {
-        directFormSample(i, na, nb, out1, ff(x1), fb(y1));
-        directFormSample(i, na, nb, out2, ff(x2), fb(y2));
+        directFormSample(i, na, nb, out1, termsOf<kUnitA0>(b, a, x1), termsOf<kUnitA0>(a, a, y1));
+        directFormSample(i, na, nb, out2, termsOf<kUnitA0>(b, a, x2), termsOf<kUnitA0>(a, a, y2));
     }
 }
 
 void filter(double* a, int na, double* b, int nb, double* x, int n, double* y) {
-    if (na >= 1 && a[0] == 1.0)
-        filterDouble<true>(a, na, b, nb, x, n, y);
-    else
-        filterDouble<false>(a, na, b, nb, x, n, y);
+    (unitA0(a, na) ? filterDouble<true> : filterDouble<false>)(a, na, b, nb, x, n, y);
 }
 
 void filterPair(double* a, int na, double* b, int nb, double* x1, double* x2, int n, double* y1,
                 double* y2) {
-    if (na >= 1 && a[0] == 1.0)
-        filterDoublePair<true>(a, na, b, nb, x1, x2, n, y1, y2);
-    else
-        filterDoublePair<false>(a, na, b, nb, x1, x2, n, y1, y2);
+    (unitA0(a, na) ? filterDoublePair<true> : filterDoublePair<false>)(a, na, b, nb, x1, x2, n, y1,
+                                                                       y2);
 }
 
 void filter(double* a, int na, double* b, int nb, float* x, int n, double* y) {
