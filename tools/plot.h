@@ -10,6 +10,3 @@ std::string plotScriptPath();
 // Draws the JSON report in jsonPath into picturePath (format from its
 // extension; PNG when it has none). Empty on success, else one line saying why.
 std::string drawPicture(const std::string& jsonPath, const std::string& picturePath);
-// Runs argv[0] (searched on PATH when it has no slash) with argv, standard
-// output to /dev/null; its exit status, or -1. stderrText receives what it wrote there.
-int runProgram(const std::vector<std::string>& argv, std::string* stderrText);

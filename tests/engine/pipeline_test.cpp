@@ -5,11 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "engine/diagnostics.h"
 #include "engine/identification.h"
 #include "engine/state.h"
-#include "sim/presets.h"
 #include "support/test_env.h"
+#include "tools/response.h"
 #include "util/curve_file.h"
 
 struct PresetCase {
@@ -36,7 +35,6 @@ void PrintTo(const PresetCase& c, std::ostream* os) { *os << c.preset; }
 
 class Presets : public ::testing::TestWithParam<std::tuple<PresetCase, int>> {
   protected:
-    void SetUp() override { resetEngine(), VandroInit(); }
     void TearDown() override { resetEngine(); }
 };
 
@@ -45,25 +43,22 @@ class Presets : public ::testing::TestWithParam<std::tuple<PresetCase, int>> {
 TEST_P(Presets, AnswerAsTheirNotesSay) {
     const PresetCase& c = std::get<0>(GetParam());
     const int mode = std::get<1>(GetParam());
-    const Measurement m = measurePreset(c.preset, mode);
-    const DiagnosticRecord& d = *diagnosticsRecord();
+    resetEngine();
+    const SessionResult m = measurePreset(c.preset, mode);
     EXPECT_EQ(m.buffers, 38);
-    EXPECT_EQ(d.searched ? d.headphoneType : -1, c.type);
+    EXPECT_EQ(m.record->searched ? m.record->headphoneType : -1, c.type);
     EXPECT_EQ(m.result, mode == VANDRO_MODE_IDENTIFY && c.result == 1 ? -1 : c.result);
     std::string errors;
-    for (const LogLine& l : capturedLog())
+    for (const LogLine& l : m.log)
         if (l.priority == 6) errors += l.tag + ": " + l.text + "\n";
     EXPECT_EQ(errors.rfind(c.first, 0), 0u) << errors;
-    if (*c.first == '\0' && mode != VANDRO_MODE_IDENTIFY) {  // identifying without a reference fails on its own
-        EXPECT_EQ(errors, "");
-    }
+    EXPECT_TRUE(*c.first != '\0' || mode == VANDRO_MODE_IDENTIFY || errors.empty()) << errors;
     EXPECT_TRUE(fileExists(dataFile("device_impedance.dat")));  // a rejected load's too
-    if (m.result == VANDRO_DONE && mode == VANDRO_MODE_FIT) {
-        EXPECT_LT(rmsAgainstTarget(m.coefficients, d.targetDb), c.rmsDb);
-        for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) EXPECT_LT(fabsf(m.coefficients[5 * k]), 2.0f);
-    } else {
-        for (float v : m.coefficients) EXPECT_EQ(v, 0.0f);
+    const bool fitted = m.result == VANDRO_DONE && mode == VANDRO_MODE_FIT;
+    if (fitted) {
+        EXPECT_LT(realisedResponse(m.coefficients, m.record->targetDb).rmsDb, c.rmsDb);
     }
+    for (int k = 0; k < VANDRO_NUM_COEFS; k++) EXPECT_TRUE(fitted ? k % 5 != 0 || fabsf(m.coefficients[k]) < 2 : m.coefficients[k] == 0) << k;
     if (m.result == VANDRO_REJECTED_LOAD) {  // a failed device-curve stage clears the data
         EXPECT_EQ(*std::max_element(gBinCount, gBinCount + kFullBins), 0);
     }
@@ -79,59 +74,46 @@ INSTANTIATE_TEST_SUITE_P(All, Presets,
                          });
 
 // Guards against drift, not a proof of correctness (see the data file's
-// header); the same run with the diagnostics record off gives the same bits.
+// header); the same buffers with the diagnostics record off give the same bits.
 TEST(Golden, EarbudCurveAndCoefficientsStayPut) {
-    const std::vector<double> golden = referenceData("golden_earbud32.txt");
+    std::vector<double> golden, curve(228);
+    for (const auto& row : referenceRows("golden_earbud32.txt")) golden.push_back(row[0]);
     ASSERT_EQ(golden.size(), 228u + 25u);
-    for (bool recording : {true, false}) {
-        resetEngine();
-        diagnosticsEnable(recording);
-        VandroInit();
-        const Measurement m = measurePreset("earbud-32", VANDRO_MODE_FIT);
-        ASSERT_EQ(m.result, VANDRO_DONE);
-        for (int k = 0; k < VANDRO_NUM_COEFS; k++) EXPECT_NEAR(m.coefficients[k], golden[228 + k], 2e-6) << k;
-        std::vector<double> curve(228);
-        ASSERT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), curve.data(), 228), 0);
-        for (int i = 0; i < 228; i++) {
-            EXPECT_NEAR(curve[i], golden[i], 5e-7) << i;
-            if (recording) {
-                EXPECT_NEAR(diagnosticsRecord()->curveOhms[i], golden[i], 1e-9 * golden[i]) << i;
-            }
-        }
-    }
+    resetEngine();
+    const SessionResult m = measurePreset("earbud-32", VANDRO_MODE_FIT);
+    ASSERT_EQ(m.result, VANDRO_DONE);
+    for (int k = 0; k < VANDRO_NUM_COEFS; k++) EXPECT_NEAR(m.coefficients[k], golden[228 + k], 2e-6) << k;
+    ASSERT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), curve.data(), 228), 0);
+    for (int i = 0; i < 228; i++) EXPECT_NEAR(curve[i], golden[i], 5e-7) << i;
+    for (int i = 0; i < 228; i++) EXPECT_NEAR(m.record->curveOhms[i], golden[i], 1e-9 * golden[i]) << i;
+    diagnosticsEnable(false);
+    VandroReset();
+    float c[VANDRO_NUM_COEFS];
+    std::vector<int16_t> fed(m.fed);
+    for (int b = 0; b < m.buffers; b++) VandroHandleBuffer(&fed[b * kBufferValues], kBufferValues, c, VANDRO_MODE_FIT);
+    EXPECT_EQ(std::vector<float>(c, c + 25), std::vector<float>(m.coefficients, m.coefficients + 25));
     resetEngine();
 }
 
-class Identification : public EngineTest {};
-
 // The device curve is r u + sqrt(1 - r^2) w around a level, u and w orthogonal
 // with equal norms, so its correlation with the reference (u around another
-// level) is r exactly; the threshold is the single-precision 0.92.
-TEST_F(Identification, ThresholdAndLevelGuard) {
+// level) is r exactly; the threshold is the single-precision 0.92. Element 1,
+// not element 0, must exceed 0.001 ("%f" keeps six decimals).
+TEST_F(EngineTest, IdentificationThresholdAndLevelGuard) {
     std::string d = dataFile("d.dat"), r = dataFile("r.dat");
-    auto identify = [&](std::vector<double> dev, std::vector<double> ref) {
-        exportCurve(dev.data(), 228, d);
-        exportCurve(ref.data(), 228, r);
-        return curveCorrelation(d, r, 228);
-    };
-    const struct {
-        double r;
-        int expected;
-    } table[] = {{1.0, 0}, {0.9201, 0}, {0.9200001, 0}, {0.9199, 5}, {0.5, 5}, {-1.0, 5}};
-    for (const auto& row : table) {
+    auto identify = [&](double c, double dev0, double dev1) {
         std::vector<double> ref(228), dev(228);
         for (int i = 0; i < 228; i++) {
             const double u = sin(2 * M_PI * 3 * i / 228), w = cos(2 * M_PI * 3 * i / 228);
             ref[i] = 30 + 10 * u;
-            dev[i] = 50 + 10 * (row.r * u + sqrt(1 - row.r * row.r) * w);
+            dev[i] = 50 + 10 * (c * u + sqrt(1 - c * c) * w);
         }
-        EXPECT_EQ(identify(dev, ref), row.expected) << row.r;
-    }
-    // Element 1, not element 0, must exceed 0.001 ("%f" keeps six decimals).
-    std::vector<double> flat(228, 30.0), dev(flat);
-    dev[0] = 0.0;
-    dev[1] = 0.001;
-    EXPECT_EQ(identify(dev, flat), -1);
-    dev[1] = 0.0011;
-    EXPECT_NE(identify(dev, flat), -1);
+        if (dev0 >= 0) dev[0] = dev0, dev[1] = dev1;
+        exportCurve(dev.data(), 228, d);
+        exportCurve(ref.data(), 228, r);
+        return curveCorrelation(d, r, 228);
+    };
+    const double table[][4] = {{1.0, -1, 0, 0},      {0.9201, -1, 0, 0}, {0.9200001, -1, 0, 0}, {0.9199, -1, 0, 5},
+                               {0.5, -1, 0, 5},      {-1.0, -1, 0, 5},   {1.0, 0.0, 0.001, -1}, {1.0, 0.0, 0.0011, 5}};
+    for (const auto& row : table) EXPECT_EQ(identify(row[0], row[1], row[2]), row[3]) << row[0] << " " << row[2];
 }

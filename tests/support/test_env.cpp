@@ -65,31 +65,17 @@ std::vector<int16_t> strongBuffer() {
     return buf;
 }
 
-Measurement measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode) {
-    Measurement m;
+SessionResult measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode) {
     vsim::CaptureStream stream;
     std::string err;
-    if (!vsim::openCapture(load, options, &stream, &err)) {
-        ADD_FAILURE() << err;
-        return m;
-    }
-    VandroReset();
-    std::vector<int16_t> buf(kBufferValues);
-    while (m.result == 0 && m.buffers < 130) {
-        vsim::nextBuffer(&stream, buf.data());
-        m.buffers++;
-        m.result = VandroHandleBuffer(buf.data(), kBufferValues, m.coefficients, mode);
-    }
-    return m;
+    EXPECT_TRUE(vsim::openCapture(load, options, &stream, &err)) << err;
+    int fed = 0;
+    return runSession([&](int16_t* b) { return fed++ < 130 && (vsim::nextBuffer(&stream, b), true); }, mode, false);
 }
 
-Measurement measurePreset(const std::string& preset, int mode) {
+SessionResult measurePreset(const std::string& preset, int mode) {
     vsim::Load load;
     std::string err;
-    if (!vsim::findPreset(preset, &load, &err)) {
-        ADD_FAILURE() << err;
-        return Measurement();
-    }
+    EXPECT_TRUE(vsim::findPreset(preset, &load, &err)) << err;
     return measure(load, vsim::CaptureOptions(), mode);
 }
-

@@ -1,4 +1,4 @@
-// Shared helpers of the suite (numeric.cpp: log, response, reference data;
+// Shared helpers of the suite (numeric.cpp: log, responses, reference data;
 // test_env.cpp: a clean engine and storage, the buffers and runs the tests feed).
 #pragma once
 
@@ -11,6 +11,7 @@
 
 #include "engine/vandro.h"
 #include "tools/log_capture.h"
+#include "tools/session.h"
 
 constexpr int kBufferValues = VANDRO_SAMPLES_PER_BUFFER;
 
@@ -45,24 +46,16 @@ struct Load;
 struct CaptureOptions;
 }  // namespace vsim
 
-struct Measurement {
-    int result = 0;
-    int buffers = 0;  // buffers fed until the first non-zero result
-    float coefficients[VANDRO_NUM_COEFS] = {};
-};
-// Feeds a simulated capture (after VandroReset) until a non-zero answer, at most 130 buffers.
-Measurement measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode);
-Measurement measurePreset(const std::string& preset, int mode);
+// The program's own run of a simulated capture, cut off after 130 buffers.
+SessionResult measure(const vsim::Load& load, const vsim::CaptureOptions& options, int mode);
+SessionResult measurePreset(const std::string& preset, int mode);
 
-// 20 log10 |H| at f Hz (48 kHz) of n sections laid out as vandro.h says (b0 b1 b2 a1 a2).
-double cascadeDb(const float* c, int sections, double f);
-// RMS dB of the 5-section cascade against a 2048-bin target (0..24 kHz), 20 Hz..20 kHz
-// on a 200-point log grid, level offset removed.
-double rmsAgainstTarget(const float* c, const double* target);
-
+// 20 log10 |B(z) / A(z)| at f Hz (48 kHz) of descending coefficients b[nb], a[na].
+double responseDb(const double* b, int nb, const double* a, int na, double f);
 // Descending coefficients (real parts) of prod (1 - r z^-1) over the roots r.
 std::vector<double> fromRoots(const std::vector<std::complex<double>>& roots);
 
-// Path of a frozen reference file under tests/data, and its numbers ('#' lines are comments).
+// Path of a frozen reference file under tests/data, and its rows of numbers
+// ('#' lines are comments; numbers on a row are separated by spaces).
 std::string referenceFile(const std::string& name);
-std::vector<double> referenceData(const std::string& name);
+std::vector<std::vector<double>> referenceRows(const std::string& name);
