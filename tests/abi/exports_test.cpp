@@ -2,8 +2,6 @@
 // list, and a client that loads it with dlopen and drives the entry points.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <regex>
@@ -11,29 +9,17 @@
 #include <sstream>
 
 #include "engine/vandro.h"
+#include "tools/spawn.h"
 
 // Defined dynamic symbols as `nm -D -C --defined-only` prints them (the name
 // after "ADDRESS TYPE "), run without a shell.
 static std::set<std::string> exportedSymbols() {
+    std::string text;
+    runProgram({VANDRO_NM, "-D", "-C", "--defined-only", VANDRO_SHARED_LIBRARY}, nullptr, &text);
+    std::istringstream lines(text);
     std::set<std::string> names;
-    int fd[2];
-    if (pipe(fd) != 0) return names;
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fd[1], 1), close(fd[0]);
-        execlp(VANDRO_NM, VANDRO_NM, "-D", "-C", "--defined-only", VANDRO_SHARED_LIBRARY, (char*)nullptr);
-        _exit(127);
-    }
-    close(fd[1]);
-    FILE* in = fdopen(fd[0], "r");
-    char line[4096];
-    for (std::string l; in != nullptr && fgets(line, sizeof line, in) != nullptr;) {
-        l = line;
-        const size_t name = l.find(' ', l.find(' ') + 1);
-        if (name != std::string::npos) names.insert(l.substr(name + 1, l.size() - name - 2));
-    }
-    if (in != nullptr) fclose(in);
-    waitpid(pid, nullptr, 0);
+    for (std::string l; std::getline(lines, l);)
+        if (l.find(' ', l.find(' ') + 1) != std::string::npos) names.insert(l.substr(l.find(' ', l.find(' ') + 1) + 1));
     return names;
 }
 

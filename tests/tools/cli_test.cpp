@@ -1,17 +1,17 @@
 // The vandro program as a user runs it (its test build, on the suite's storage
 // root): exit statuses, error lines, reports that show only this run.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "sim/audio_io.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
 #include "support/test_env.h"
+#include "tools/spawn.h"
 #include "util/curve_file.h"
 
 using nlohmann::json;
@@ -21,44 +21,26 @@ struct CliRun {
     std::string out, err;
 };
 
-static std::string drain(int fd) {
-    std::string s;
-    char buf[4096];
-    for (ssize_t n; (n = read(fd, buf, sizeof buf)) > 0;) s.append(buf, static_cast<size_t>(n));
-    close(fd);
-    return s;
-}
-
-// Runs the program with these arguments (no shell), in the folder dir.
-static CliRun vandro(const std::vector<std::string>& args, const std::string& dir = ".") {
-    int out[2], err[2];
-    if (pipe(out) != 0 || pipe(err) != 0) return {-1, "", ""};
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out[1], 1), dup2(err[1], 2), close(out[0]), close(err[0]);
-        if (chdir(dir.c_str()) != 0) _exit(126);
-        std::vector<char*> argv{const_cast<char*>(VANDRO_CLI)};
-        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(VANDRO_CLI, argv.data());
-        _exit(127);
-    }
-    close(out[1]), close(err[1]);
-    CliRun r{-1, drain(out[0]), drain(err[0])};
-    int st = 0;
-    waitpid(pid, &st, 0);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+// Runs the program with these arguments, never through a shell.
+static CliRun vandro(std::vector<std::string> args) {
+    CliRun r;
+    args.insert(args.begin(), VANDRO_CLI);
+    r.status = runProgram(args, &r.err, &r.out);
     return r;
 }
 
 static json readJson(const std::string& path) { return json::parse(std::ifstream(path), nullptr, false); }
 
-static std::vector<int16_t> capture(const std::string& preset, int buffers) {
+static void writeCapture(const std::string& path, const std::string& preset, int buffers) {
     vsim::Load load;
     vsim::findPreset(preset, &load, nullptr);
     std::vector<int16_t> samples;
     vsim::synthesize(load, vsim::CaptureOptions(), buffers, &samples, nullptr, nullptr);
-    return samples;
+    vsim::writeWav(path, samples, nullptr);
+}
+
+static void replaceAll(std::string& s, const std::string& from, const std::string& to) {
+    for (size_t at; (at = s.find(from)) != std::string::npos;) s.replace(at, from.size(), to);
 }
 
 class Cli : public ::testing::Test {
@@ -68,47 +50,28 @@ class Cli : public ::testing::Test {
     std::string dir;
 };
 
-// Every malformed input gets one line on stderr and a documented status.
+// Every malformed input gets one line on stderr and status 1 (data/cli_errors.txt).
 TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
-    const std::string unit = "[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],[1,0,0,0,0],";
-    writeText(dir + "short.dat", "0.1\n");
-    writeText(dir + "text.dat", "0.1\nnot a number\n");
-    writeText(dir + "bad.json", "{ not json");
-    writeText(dir + "null.json", "{\"coefficients\": [" + unit + "[null,0,0,0,0]]}");
-    writeText(dir + "object.json", R"({"coefficients": {"a": 1}})");
-    writeText(dir + "unstable.json", "{\"coefficients\": [" + unit + "[1,0,0,-2.1,1.2]]}");
-    writeText(dir + "ok.json", "{\"coefficients\": [" + unit + "[0.5,0,0,0.1,0]]}");
     vsim::writeWav(dir + "a.wav", std::vector<int16_t>(2 * 4800, 1000), nullptr);
-    const std::string d = dir;
-    const struct {
+    std::ifstream rows(referenceFile("cli_errors.txt"));
+    int count = 0;
+    for (std::string row; std::getline(rows, row);) {
+        if (row.empty() || row[0] == '#') continue;
+        replaceAll(row, "$IN", referenceFile("cli")), replaceAll(row, "$OUT/", dir), replaceAll(row, "$OUT", dir);
+        const size_t split = row.find("=> ");
         std::vector<std::string> args;
-        std::string line;  // the start of the one line on stderr; status 1 for all
-    } table[] = {
-        {{"measure", "--preset", "nope"}, "vandro: unknown preset 'nope'; known presets: earbud-32"},
-        {{"measure", "--seed", "-1"}, "vandro: --seed: Value -1 is out of range (see vandro --help)"},
-        {{"measure", "--json", ""}, "vandro: --json: needs a file name"},
-        {{"measure", "--mode", "sideways"}, "vandro: --mode: sideways not in {fit,identify,curve}"},
-        {{}, "vandro: A subcommand is required (see vandro --help)"},
-        {{"replay", d + "none.wav"}, "vandro: " + d + "none.wav: cannot read"},
-        {{"replay", d}, "vandro: " + d + ": a capture folder must hold rawDataI.dat and rawDataV.dat"},
-        {{"replay", d + "short.dat", d + "short.dat"}, "vandro: raw capture: shorter than one buffer"},
-        {{"replay", d + "text.dat", d + "short.dat"}, "vandro: " + d + "text.dat: line 2 is not a number"},
-        {{"apply", d, d + "a.wav", d + "o.wav"}, "vandro: " + d + ": is a directory, not a report"},
-        {{"apply", d + "bad.json", d + "a.wav", d + "o.wav"}, "vandro: " + d + "bad.json: not a JSON report"},
-        {{"apply", d + "null.json", d + "a.wav", d + "o.wav"}, "vandro: " + d + "null.json: coefficient 0 of section 4 is not a finite number"},
-        {{"apply", d + "object.json", d + "a.wav", d + "o.wav"}, "vandro: " + d + "object.json: not a report of a finished fit"},
-        {{"apply", d + "unstable.json", d + "a.wav", d + "o.wav"}, "vandro: " + d + "unstable.json: section 4 is unstable"},
-        {{"apply", d + "ok.json", d + "a.wav", d + "o.xyz"}, "vandro: " + d + "o.xyz: unknown audio format for this name"},
-    };
-    for (const auto& row : table) {
-        const CliRun r = vandro(row.args);
-        EXPECT_EQ(r.status, 1) << row.line << "\n" << r.err;
-        EXPECT_EQ(r.err.rfind(row.line, 0), 0u) << r.err;
+        std::istringstream words(row.substr(0, split));
+        for (std::string w; words >> w;) args.push_back(w == "\"\"" ? "" : w);
+        const CliRun r = vandro(args);
+        EXPECT_EQ(r.status, 1) << row << "\n" << r.err;
+        EXPECT_EQ(r.err.rfind(row.substr(split + 3), 0), 0u) << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        count++;
     }
-    ASSERT_EQ(vandro({"apply", d + "ok.json", d + "a.wav", d + "o.flac"}).status, 0);  // the format its name asks for
+    EXPECT_EQ(count, 15);
+    ASSERT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o.flac"}).status, 0);  // the format its name asks for
     char magic[4] = {};
-    std::ifstream(d + "o.flac", std::ios::binary).read(magic, 4);
+    std::ifstream(dir + "o.flac", std::ios::binary).read(magic, 4);
     EXPECT_EQ(std::string(magic, 4), "fLaC");
 }
 
@@ -122,13 +85,10 @@ TEST_F(Cli, ReportsSavedCapturesIdentificationAndApply) {
     EXPECT_EQ(direct["schema"], 1);
     EXPECT_EQ(direct["buffers"], 38);
     EXPECT_EQ(direct["headphone_type_name"], "in-ear");
-    EXPECT_EQ(direct["sample_rate_hz"], 48000);
     std::vector<double> onDisk(228);
     ASSERT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), onDisk.data(), 228), 0);
     for (int i = 0; i < 228; i++) ASSERT_NEAR(direct["device_curve"]["ohms"][i].get<double>(), onDisk[i], 5e-7);
-    EXPECT_LT(direct["deviation"]["rms_db"].get<double>(), 0.5);
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"replay", dir + "fed.wav", "--json", "-"},
-                                                 {"replay", dir + "raw", "--json", "-"},
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"replay", dir + "fed.wav", "--json", "-"}, {"replay", dir + "raw", "--json", "-"},
                                                  {"replay", dir + "raw/rawDataI.dat", dir + "raw/rawDataV.dat", "--json", "-"}}) {
         const CliRun r = vandro(args);
         EXPECT_EQ(r.status, 0) << args[1] << r.err;
@@ -160,20 +120,18 @@ TEST_F(Cli, DefaultAndAShortRun) {
     EXPECT_NE(warned.out.find("warning: that run's result was 4, not 1"), std::string::npos) << warned.out;
     writeText(dataFile("device_impedance.dat"), "1.0\n");
     EXPECT_NE(vandro({"default"}).err.find("was not written by this program's last run (measure resistor-32"), std::string::npos);
-    vsim::writeWav(dir + "ten.wav", capture("inear-16", 10), nullptr);
+    writeCapture(dir + "ten.wav", "inear-16", 10);
     const CliRun r = vandro({"replay", dir + "ten.wav", "--json", dir + "ten.json"});
     EXPECT_EQ(r.status, 6) << r.err;
     EXPECT_NE(r.out.find("Device curve: none (this run did not reach it)"), std::string::npos) << r.out;
     const json j = readJson(dir + "ten.json"), c = j["coverage"];
     EXPECT_TRUE(j["device_curve"].is_null());
     ASSERT_EQ(c.size(), 2u) << c.dump();
-    const double bands[2][5] = {{6 * 1378.0 / 255, 158 * 1378.0 / 255, 10, 37}, {5 * 22050.0 / 255, 161 * 22050.0 / 255, 160, 600}};
+    const double bands[2][4] = {{6 * 1378.0 / 255, 158 * 1378.0 / 255, 10, 37}, {5 * 22050.0 / 255, 161 * 22050.0 / 255, 160, 600}};
     for (int i = 0; i < 2; i++) {
         EXPECT_EQ(c[i]["path"], i == 0 ? "decimated" : "full");
-        EXPECT_NEAR(c[i]["from_hz"].get<double>(), bands[i][0], 1e-9);
-        EXPECT_NEAR(c[i]["to_hz"].get<double>(), bands[i][1], 1e-9);
-        EXPECT_EQ(c[i]["accepted"].get<double>(), bands[i][2]);
-        EXPECT_EQ(c[i]["needed"].get<double>(), bands[i][3]);
+        const double got[4] = {c[i]["from_hz"], c[i]["to_hz"], c[i]["accepted"], c[i]["needed"]};
+        for (int k = 0; k < 4; k++) EXPECT_NEAR(got[k], bands[i][k], 1e-9) << i << " " << k;
     }
     const CliRun def = vandro({"default"});  // the last run built no curve
     EXPECT_EQ(def.status, 1);
@@ -181,8 +139,8 @@ TEST_F(Cli, DefaultAndAShortRun) {
 }
 
 TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
-    vsim::writeWav(dir + "good.wav", capture("dual-ba", 40), nullptr);
-    vsim::writeWav(dir + "short.wav", capture("dual-ba", 5), nullptr);
+    writeCapture(dir + "good.wav", "dual-ba", 40);
+    writeCapture(dir + "short.wav", "dual-ba", 5);
     writeText(dir + "bad.wav", "not audio");
     writeText(dir + "flat.csv", "freq_hz,z_ohm\n20,32\n20000,32\n");
     writeText(dir + "broken.zma", "20 32 0\n10 33 0\n");
@@ -206,12 +164,10 @@ TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
 // file named is the file written, and a picture that cannot be drawn is one
 // line and status 8 with the report still written.
 TEST_F(Cli, PicturesAreDrawnWithoutAShell) {
-    const std::string odd = "x';touch INJECTED;'.png";
-    EXPECT_EQ(vandro({"measure", "--preset", "inear-16", "--plot", odd}, dir).status, 0);
-    EXPECT_TRUE(fileExists(dir + odd));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 1) << "only the picture was written";
-    EXPECT_EQ(vandro({"measure", "--preset", "inear-16", "--plot", "picture"}, dir).status, 0);
-    EXPECT_TRUE(fileExists(dir + "picture"));
+    const std::string odd = dir + "x';touch INJECTED;'.png";
+    for (const std::string& name : {odd, dir + "picture"}) EXPECT_EQ(vandro({"measure", "--preset", "inear-16", "--plot", name}).status, 0);
+    EXPECT_TRUE(fileExists(odd) && fileExists(dir + "picture") && !fileExists("INJECTED"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 2) << "only the pictures were written";
     for (const std::string& bad : {dir + "missing/p.png", dir + "p.xyz"}) {
         const CliRun f = vandro({"measure", "--preset", "inear-16", "--json", dir + "r.json", "--plot", bad});
         EXPECT_EQ(f.status, 8) << bad;
