@@ -62,22 +62,16 @@ TEST(Sorts, StableInBothDirections) {
     float fv[3] = {1.0f, 1.0f, 0.0f};
     cd c[4] = {{1, 5}, {-1, 5}, {1, -5}, {0, 0}};
     int up[6] = {0, 1, 2, 3, 4, 5}, down[6] = {0, 1, 2, 3, 4, 5}, fi[3] = {0, 1, 2}, ci[4] = {0, 1, 2, 3}, ii[4] = {0, 1, 2, 3}, a[5] = {4, 1, 3, 1, 0};
-    sortByVals(up, vals, 6, 0);
-    sortByVals(down, vals, 6, 1);
-    sortByVals(fi, fv, 3, 0);
-    sortByVals(ci, c, 4, 0, true);
-    sortByVals(ii, c, 4, 1, false);
+    sortByVals(up, vals, 6, 0), sortByVals(down, vals, 6, 1), sortByVals(fi, fv, 3, 0);
+    sortByVals(ci, c, 4, 0, true), sortByVals(ii, c, 4, 1, false), sortByIndexes(a, 5, 1);
     EXPECT_EQ(v(up), (std::vector<int>{1, 4, 0, 2, 5, 3}));
     EXPECT_EQ(v(down), (std::vector<int>{3, 0, 2, 5, 1, 4}));
     EXPECT_EQ(v(fi), (std::vector<int>{2, 0, 1}));
     EXPECT_EQ(v(ci), (std::vector<int>{1, 3, 0, 2}));
     EXPECT_EQ(v(ii), (std::vector<int>{0, 1, 3, 2}));
+    EXPECT_EQ(v(a), (std::vector<int>{4, 3, 1, 1, 0}));
     sortByVals(c, 4, 0, true);  // whole elements move
     EXPECT_EQ(v(c), (std::vector<cd>{{-1, 5}, {0, 0}, {1, 5}, {1, -5}}));
-    sortByIndexes(a, 5, 0);
-    EXPECT_EQ(v(a), (std::vector<int>{0, 1, 1, 3, 4}));
-    sortByIndexes(a, 5, 1);
-    EXPECT_EQ(v(a), (std::vector<int>{4, 3, 1, 1, 0}));
 }
 
 TEST(ComplexArrays, UnitCircleIsUnstableAndCompactionTakesOwnership) {
@@ -94,17 +88,13 @@ TEST(ComplexArrays, UnitCircleIsUnstableAndCompactionTakesOwnership) {
 }
 
 TEST(Spacing, EndIsForcedAndTheTermOrderIsKept) {
-    double d[5], third[4], one[1] = {-1}, l[3];
+    double third[4], one[1] = {-1}, l[3], d[2];
     int ints[4], back[4];
     float f[3];
-    ASSERT_EQ(linspace(0.0, 1.0, d, 5) + linspace(0.2, 0.3, third, 4) + linspace(0.0, 10.0, one, 1), 0);
-    ASSERT_EQ(linspace(0, 10, ints, 4) + linspace(10, 0, back, 4) + linspace(0.0f, 1.0f, f, 3) + logspace(1.0, 3.0, l, 3), 0);
-    EXPECT_EQ(d[1], 0.25);
+    ASSERT_EQ(linspace(0.2, 0.3, third, 4) + linspace(0.0, 10.0, one, 1) + linspace(-1.0, -0.45, d, 2) + logspace(1.0, 3.0, l, 3), 0);
+    ASSERT_EQ(linspace(0, 10, ints, 4) + linspace(10, 0, back, 4) + linspace(0.0f, 1.0f, f, 3), 0);
     EXPECT_EQ(third[1], 1.0 * (0.3 - 0.2) / 3.0 + 0.2);  // i (end - start) / (n - 1) + start, in that order
-    EXPECT_EQ(third[3], 0.3);
-    ASSERT_EQ(linspace(-1.0, -0.45, d, 2), 0);
-    EXPECT_EQ(d[1], -0.45);  // the formula would give -0.44999999999999996
-    EXPECT_EQ(one[0], 10.0);
+    EXPECT_EQ(std::vector<double>({third[3], d[1], one[0]}), std::vector<double>({0.3, -0.45, 10.0}));  // ends forced
     EXPECT_EQ(v(ints), (std::vector<int>{0, 3, 6, 10}));
     EXPECT_EQ(v(back), (std::vector<int>{10, 7, 4, 0}));  // truncation toward zero
     EXPECT_EQ(f[1], 0.5f);
@@ -151,17 +141,14 @@ TEST(Interpolation, IntervalsExtrapolationKnotsAndSplines) {
 // Sorted queries resume the interval scan; shuffled ones scan from the start.
 // Both give the same bits, at the knots, between them and beyond both ends.
 TEST(Interpolation, SortedAndShuffledQueriesGiveIdenticalOutput) {
-    std::vector<double> x(2048), y(2048), q;
+    std::vector<double> x(2048), y(2048), q, shuffled, sortedOut(8198), shuffledOut(8198);
     for (int k = 0; k < 2048; k++) x[k] = k * (24000.0 / 2047) + (k % 7) * 0.01, y[k] = sin(k / 37.0) * 9.0;
     for (int i = 0; i < 8192; i++) q.push_back(-50.0 + i * (24100.0 / 8191));
     q.insert(q.end(), {x[0], x[1], x[1000], x[2047], x[2047], 30000.0});
     std::sort(q.begin(), q.end());
-    const int n = static_cast<int>(q.size());
-    std::vector<double> shuffled(n), sortedOut(n), shuffledOut(n);
-    for (int i = 0; i < n; i++) shuffled[i] = q[(i * 7919L) % n];
-    ASSERT_EQ(interp1f(x.data(), y.data(), q.data(), sortedOut.data(), 2048, n), 0);
-    ASSERT_EQ(interp1f(x.data(), y.data(), shuffled.data(), shuffledOut.data(), 2048, n), 0);
-    for (int i = 0; i < n; i++) ASSERT_EQ(sortedOut[(i * 7919L) % n], shuffledOut[i]) << shuffled[i];
+    for (int i = 0; i < 8198; i++) shuffled.push_back(q[(i * 7919L) % 8198]);
+    ASSERT_EQ(interp1f(x.data(), y.data(), q.data(), sortedOut.data(), 2048, 8198) + interp1f(x.data(), y.data(), shuffled.data(), shuffledOut.data(), 2048, 8198), 0);
+    for (int i = 0; i < 8198; i++) ASSERT_EQ(sortedOut[(i * 7919L) % 8198], shuffledOut[i]) << shuffled[i];
     EXPECT_EQ(sortedOut[std::find(q.begin(), q.end(), x[2047]) - q.begin()], y[2047]);
 }
 
@@ -183,38 +170,29 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
     EXPECT_EQ(rms(eleven, 1), (float)sqrt((double)(1.1f * 1.1f)));  // squares rounded in single precision
 }
 
+// One pole: a geometric series; a[0] = 4 divides every term on its own; the
+// complex output keeps its imaginary parts; float feed-forward stays single precision.
 TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
-    double a1[1] = {2}, x1[2] = {4, 6}, y1[2], a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], yd[4];
-    double a4[1] = {4}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
+    double a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], a4[1] = {4}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
     float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3}, fa2[2] = {2, -1};
-    filter(a1, 1, b, 1, x1, 2, y1);
-    filter(a, 2, b, 1, impulse, 4, y);  // one pole: a geometric series
-    filter(a4, 1, b3, 3, ramp, 4, fir);  // every term divided by a[0] on its own
-    filter(a, 2, b, 1, fx, 4, yd);
-    filter(fa, 2, fb, 1, fx, 4, fy);
-    EXPECT_EQ(v(y1), (std::vector<double>{2, 3}));
-    EXPECT_EQ(v(y), (std::vector<double>{1, 0.5, 0.25, 0.125}));
-    EXPECT_EQ(v(fir), (std::vector<double>{0.25, 0.75, 1.5, 1.5}));
-    EXPECT_EQ(v(yd), v(y));
+    double yd[4], p1[4], p2[4], q1[4], q2[4];
+    filter(a, 2, b, 1, impulse, 4, y), filter(a4, 1, b3, 3, ramp, 4, fir), filter(a, 2, b, 1, fx, 4, yd), filter(fa, 2, fb, 1, fx, 4, fy);
+    filterPair(a, 2, b, 1, impulse, ramp, 4, p1, p2), filterPair(a4, 1, b3, 3, ramp, impulse, 4, q1, q2);  // a[0] = 1 and a[0] = 4
+    const std::vector<double> geometric = {1, 0.5, 0.25, 0.125}, firOut = {0.25, 0.75, 1.5, 1.5};
+    EXPECT_EQ(v(y), geometric);
+    EXPECT_EQ(v(fir), firOut);
+    EXPECT_EQ(v(yd), geometric);
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
-    double p1[4], p2[4], q1[4], q2[4];  // two signals in one pass, with a[0] = 1 and a[0] = 4
-    filterPair(a, 2, b, 1, impulse, ramp, 4, p1, p2);
-    filterPair(a4, 1, b3, 3, ramp, impulse, 4, q1, q2);
-    EXPECT_EQ(v(p1), v(y));
+    EXPECT_EQ(v(p1), geometric);
     EXPECT_EQ(v(p2), (std::vector<double>{1, 1.5, 1.75, 1.875}));
-    EXPECT_EQ(v(q1), v(fir));
+    EXPECT_EQ(v(q1), firOut);
     EXPECT_EQ(v(q2), (std::vector<double>{0.25, 0.5, 0.75, 0}));
     kiss_fft_cpx cy[4], cz[4], cw[4];
     for (int i = 0; i < 4; i++) cy[i] = cz[i] = {9.0, -3.0};
-    filter(a, 2, b, 1, impulse, 4, cy);  // complex output: imaginary parts untouched
-    filter(fa3, 1, fb, 1, fx, 1, cz);
-    filter(fa2, 2, fb, 1, fx, 4, cw);  // y[i] = (x[i] + y[i - 1]) / 2
+    filter(a, 2, b, 1, impulse, 4, cy), filter(fa3, 1, fb, 1, fx, 1, cz), filter(fa2, 2, fb, 1, fx, 4, cw);  // y[i] = (x[i] + y[i - 1]) / 2
     EXPECT_EQ(cw[3].r, 0.0625);
     filter(a4, 1, b3, 3, ramp, 4, cw);
-    EXPECT_EQ(cw[3].r, 1.5);
-    EXPECT_EQ(std::make_pair(cy[3].r, cy[3].i), std::make_pair(0.125, -3.0));
-    EXPECT_EQ(cz[0].r, (double)(1.0f / 3.0f));  // feed-forward in single precision
-    EXPECT_EQ(cz[1].r, 9.0);
+    EXPECT_EQ(std::vector<double>({cw[3].r, cy[3].r, cy[3].i, cz[0].r, cz[1].r}), std::vector<double>({1.5, 0.125, -3.0, (double)(1.0f / 3.0f), 9.0}));
 }
 
 class CurveFile : public ::testing::Test {
