@@ -29,65 +29,49 @@ class EntryPoints : public EngineTest {
 
 TEST_F(EntryPoints, InitReusesButClearsResetAndRetryClearTheirShares) {
     double* accumulator = gSpecV;
+    double window[512];
     gSpecV[3] = gSpecIDec[255] = gLowpassY[4] = 7.0;
-    gBinCountDec[100] = 12;
-    gHanning[10] = -1.0;
-    gBufferCount = 50;
+    gBinCountDec[100] = 12, gHanning[10] = -1.0, gBufferCount = 50;
     EXPECT_EQ(VandroInit(), VANDRO_NUM_SECTIONS);
     EXPECT_EQ(gSpecV, accumulator);  // reused, not reallocated
     EXPECT_EQ(gSpecV[3] + gSpecIDec[255] + gLowpassY[4] + gBinCountDec[100] + gBufferCount, 0.0);
-    double window[512];
     createHanningWindow(window, 512);
     EXPECT_EQ(gHanning[10], window[10]);
     EXPECT_EQ(gRawV, nullptr);  // the property is unset
-
-    gSpecI[0] = 1.0;
-    gBinCount[0] = 9;
-    gBufferCount = 121;
-    gBlockCount = 77;
-    gLowpassX[8] = 3.0;
+    gSpecI[0] = 1.0, gBinCount[0] = 9, gBufferCount = 121, gBlockCount = 77, gLowpassX[8] = 3.0;
     EXPECT_EQ(VandroResetRetry(), 0);  // a fresh budget, the data kept
-    EXPECT_EQ(gSpecI[0], 1.0);
-    EXPECT_EQ(gBinCount[0], 9);
-    EXPECT_EQ(gBufferCount + gBlockCount + gLowpassX[8], 0.0);
+    EXPECT_EQ(std::vector<double>({gSpecI[0], double(gBinCount[0]), gBufferCount + gBlockCount + gLowpassX[8]}), std::vector<double>({1, 9, 0}));
     EXPECT_EQ(VandroReset(), 0);
     EXPECT_EQ(gSpecI[0] + gBinCount[0], 0.0);
 }
 
+// After a close every call is refused or harmless; the raw-capture flag and
+// counter outlive it; without the property no raw buffers are made.
 TEST_F(EntryPoints, CloseReleasesEverythingAndCallsInAnyOrderAreSafe) {
     android::base::SetProperty("nelvo.zek.collect.rawdata", "0");  // any non-empty value
-    VandroClose();
-    VandroInit();
+    VandroClose(), VandroInit();
     ASSERT_NE(gRawV, nullptr);
     gRawCount = 7;
-    VandroClose();
-    VandroClose();
+    VandroClose(), VandroClose();
     for (void* p : {(void*)gSpecV, (void*)gSpecI, (void*)gSpecVDec, (void*)gSpecIDec, (void*)gBinCount,
                     (void*)gBinCountDec, (void*)gFftCfg, (void*)gHanning, (void*)gRawV, (void*)gRawI})
         EXPECT_EQ(p, nullptr);
-    EXPECT_TRUE(gCollectRaw);  // the flag and the counters outlive a close
-    EXPECT_EQ(gRawCount, 7);
-    EXPECT_EQ(clearAccumulators(), -1);
-    EXPECT_EQ(feed(silenceBuffer()), -1);
+    EXPECT_TRUE(gCollectRaw && gRawCount == 7);
+    EXPECT_EQ(clearAccumulators() + feed(silenceBuffer()), -2);
     EXPECT_EQ(VandroReset(), 0);  // a plan and a window, no accumulators
-    EXPECT_EQ(feed(silenceBuffer()), -1);
-    EXPECT_EQ(VandroResetRetry(), 0);
-    EXPECT_EQ(VandroHandleBuffer(nullptr, kBufferValues, coefficients, 0), -1);
+    EXPECT_EQ(feed(silenceBuffer()) + VandroResetRetry() + VandroHandleBuffer(nullptr, kBufferValues, coefficients, 0), -2);
     EXPECT_EQ(gBufferCount, 0);
-    // Property gone: the flag stays, but no raw buffers are made, so nothing is captured.
     android::base::SetProperty("nelvo.zek.collect.rawdata", "");
     EXPECT_EQ(VandroInit(), VANDRO_NUM_SECTIONS);
     EXPECT_EQ(gRawV, nullptr);
     gRawCount = 0;
-    EXPECT_EQ(feed(silenceBuffer()), 0);
-    EXPECT_EQ(gRawCount, 0);
+    EXPECT_EQ(feed(silenceBuffer()) + gRawCount, 0);
     // The workstation's property shim keeps at most PROPERTY_VALUE_MAX - 1 characters, as libcutils does.
     android::base::SetProperty("vandro.test.long", std::string(200, 'x'));
     char value[PROPERTY_VALUE_MAX];
     EXPECT_EQ(property_get("vandro.test.long", value, nullptr), PROPERTY_VALUE_MAX - 1);
     EXPECT_EQ(strlen(value), PROPERTY_VALUE_MAX - 1u);
-    diagnosticsEnable(false);  // off twice stays off
-    diagnosticsEnable(false);
+    diagnosticsEnable(false), diagnosticsEnable(false);  // off twice stays off
     EXPECT_EQ(diagnosticsRecord(), nullptr);
 }
 
@@ -115,25 +99,16 @@ TEST_F(EntryPoints, StrongSignalFillsBothPathsAndAnswersWhenBothSuffice) {
 }
 
 TEST_F(EntryPoints, BinsStopAtTheirCapsAndTheCountSetsTheFullRateBlocks) {
-    gBinCount[40] = 600;
-    gSpecV[40] = 0.25;
-    gBinCountDec[30] = 38;
-    gSpecIDec[30] = 0.5;
+    gBinCount[40] = 600, gSpecV[40] = 0.25, gBinCountDec[30] = 38, gSpecIDec[30] = 0.5;
     gBinCountDec[31] = 37;  // 37 < 37.5 takes one more
     feed(strongBuffer(), 8192);
-    EXPECT_EQ(gBinCount[40], 600);
-    EXPECT_EQ(gSpecV[40], 0.25);
-    EXPECT_EQ(gBinCount[41], 8);
-    EXPECT_EQ(gBinCountDec[30], 38);
-    EXPECT_EQ(gSpecIDec[30], 0.5);
-    EXPECT_EQ(gBinCountDec[31], 38);
-    EXPECT_EQ(gBinCountDec[100], 1);
+    EXPECT_EQ(std::vector<double>({double(gBinCount[40]), gSpecV[40], double(gBinCount[41]), double(gBinCountDec[30]), gSpecIDec[30],
+                                   double(gBinCountDec[31]), double(gBinCountDec[100])}),
+              std::vector<double>({600, 0.25, 8, 38, 0.5, 38, 1}));
     feed(strongBuffer(), 2047);  // trunc(2047 / 1024) = 1
     EXPECT_EQ(gBlockCount, 9);
     feed(strongBuffer(), -5000);  // no full-rate block, the decimated path still runs
-    EXPECT_EQ(gBlockCount, 9);
-    EXPECT_EQ(gBinCountDec[100], 3);
-    EXPECT_EQ(gBufferCount, 3);
+    EXPECT_EQ(std::vector<int>({gBlockCount, gBinCountDec[100], gBufferCount}), std::vector<int>({9, 3, 3}));
 }
 
 TEST_F(EntryPoints, DecimatedPathRunsVThenIThroughOneLowpassState) {
@@ -152,26 +127,17 @@ TEST_F(EntryPoints, DecimatedPathRunsVThenIThroughOneLowpassState) {
 }
 
 TEST_F(EntryPoints, HostileBuffersEndInADefinedResult) {
-    vsim::Load load;
-    ASSERT_TRUE(vsim::findPreset("inear-16", &load, nullptr));
-    std::vector<int16_t> good;
-    vsim::synthesize(load, vsim::CaptureOptions(), 1, &good, nullptr, nullptr);
-    std::vector<int16_t> square(kBufferValues), dc(kBufferValues, 12000), extreme(kBufferValues), swapped(good),
-        vSilent(good), iSilent(good);
-    for (int i = 0; i < kBufferValues; i++) {
-        square[i] = (i / 2) % 64 < 32 ? 32767 : -32768;
-        extreme[i] = (i % 3 == 0) ? -32768 : 32767;
-    }
-    for (int f = 0; f < 8192; f++) {
-        std::swap(swapped[2 * f], swapped[2 * f + 1]);
-        vSilent[2 * f + 1] = iSilent[2 * f] = 0;
-    }
+    const std::vector<int16_t> good = measurePreset("inear-16", VANDRO_MODE_CURVES).fed;
+    std::vector<int16_t> square(kBufferValues), dc(kBufferValues, 12000), extreme(kBufferValues), swapped(good.begin(), good.begin() + kBufferValues);
+    for (int i = 0; i < kBufferValues; i++) square[i] = (i / 2) % 64 < 32 ? 32767 : -32768, extreme[i] = (i % 3 == 0) ? -32768 : 32767;
+    std::vector<int16_t> vSilent(swapped), iSilent(swapped);
+    for (int f = 0; f < 8192; f++) std::swap(swapped[2 * f], swapped[2 * f + 1]), vSilent[2 * f + 1] = iSilent[2 * f] = 0;
     for (auto* buf : {&square, &dc, &extreme, &swapped, &vSilent, &iSilent}) {
+        VandroReset();
         int rc = 0;
         for (int b = 0; b < 130 && rc == 0; b++) rc = feed(*buf);
         EXPECT_TRUE(rc >= 1 && rc <= 4) << rc;
         EXPECT_TRUE(rc == 2 || (buf != &dc && buf != &vSilent)) << rc;  // no bin is ever accepted
-        VandroReset();
     }
 }
 
