@@ -35,7 +35,7 @@ TEST(Roots, KnownRootsLayoutOrderAndSign) {
     int order = 0, order0 = 0;
     EXPECT_EQ(eqtflength(b1, a1, 3, &order) + eqtflength(b0, zero, 3, &order0), 3);
     EXPECT_EQ(std::make_pair(order, order0), std::make_pair(2, 1));
-    EXPECT_EQ(std::vector<double>({sign(1e-5), sign(-2e-5), sign(3.0)}), std::vector<double>({0.0, -1.0, 1.0}));
+    EXPECT_EQ(std::vector<double>({sign(1e-5), sign(-2e-5), sign(3.0), sign(1.1920928955078125e-05)}), std::vector<double>({0.0, -1.0, 1.0, 0.0}));
     poly(q, pair, 2), poly(q1, pair, 1);
     EXPECT_EQ(std::vector<double>({q[1], q[2], q1[1], q1[2]}), std::vector<double>({-1.0, 0.5, -0.5, 0.0}));  // -2 Re r, |r|^2
 }
@@ -75,9 +75,10 @@ TEST(Sos, FactoringKeepsTheResponseAndOrdersByDistanceToTheCircle) {
 TEST(Sos, PairingRules) {
     // Real means |imaginary part| within 1.19e-5 of the magnitude; pairs that share
     // a real part come out as consecutive conjugates, smaller |imaginary part| first;
-    // sorted real values go to the end before a set that cannot be paired is refused.
+    // sorted real values, imaginary parts dropped, go to the end before a set
+    // that cannot be paired is refused.
     cd slight[2] = {cd(0.5, 1e-5), cd(0.5, -1e-5)}, x[4] = {cd(0.5, 0.6), cd(0.5, -0.3), cd(0.5, 0.3), cd(0.5, -0.6)}, out[4];
-    cd onlyReal[3] = {3.0, -1.0, 2.0}, oddComplex[4] = {cd(1, 1), 5.0, cd(2, 2), cd(3, 3)}, o3[3], o4[4] = {-7.0, -7.0, -7.0, -7.0};
+    cd onlyReal[3] = {3.0, cd(-1.0, 1e-6), 2.0}, oddComplex[4] = {cd(1, 1), 5.0, cd(2, 2), cd(3, 3)}, o3[3], o4[4] = {-7.0, -7.0, -7.0, -7.0};
     EXPECT_EQ(cplxpair(slight, 2, out), 0);
     EXPECT_EQ(out[0], cd(0.5, -1e-5));
     ASSERT_EQ(cplxpair(x, 4, out), 0);
@@ -201,7 +202,8 @@ TEST(HostileCounts, VoidFunctionsWriteNothing) {
     double q[3] = {kPoison, kPoison, kPoison}, aOut[3] = {kPoison, kPoison, kPoison}, min = kPoison;
     int at = -9, knots[2] = {2, 1};
     float values[2] = {4.0f, 8.0f};
-    cd root(0.5, 0.5);
+    cd root(0.5, 0.5), po[2] = {kPoison, kPoison};
+    int npo = -9;
     const std::vector<std::function<void()>> calls = {
         [&] { normalizeFilter(freqs.data(), 4, a.data(), b.data(), 0); },
         [&] { normalizeFilter(freqs.data(), 4, a.data(), b.data(), -1); },
@@ -216,12 +218,13 @@ TEST(HostileCounts, VoidFunctionsWriteNothing) {
         [&] { getMin(x.data(), -1, 4, min, at); },
         [&] { decimate(values, 0, picked.data(), 4); },
         [&] { interp1i(knots, values, dense.data(), 2); },  // knots out of order: xi[n-1] + 1 = 2 values
+        [&] { orderp(&root, -1, &root, 1, po, &npo); },
     };
     for (const auto& c : calls) c();
     EXPECT_EQ(b, std::vector<float>(6, 2.0f));
     EXPECT_EQ(y, std::vector<double>(8, kPoison));
     EXPECT_EQ(picked, std::vector<float>(4, -5.0f));
-    EXPECT_EQ(std::vector<double>({out[0].r, out[7].i, aOut[0], aOut[2], q[0], q[2], min, double(at), double(dense[2])}),
-              std::vector<double>({kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, -9, -5}));
+    EXPECT_EQ(std::vector<double>({out[0].r, out[7].i, aOut[0], aOut[2], q[0], q[2], min, po[0].real(), double(at), double(npo), double(dense[2])}),
+              std::vector<double>({kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, -9, -9, -5}));
     EXPECT_EQ(locateLessThan(x.data(), -3, 4, 2.0), -1);
 }

@@ -111,6 +111,7 @@ const std::vector<LogCase>& cases() {
         {"treble without gain", [] { double a[3], b[3]; return treble(0.0, 0.0, a, b, 1000.0); }, -1},
         {"in-ear, one resonance", [] { return models(true, {5000}, {3}, {2}); }, 0},
         {"in-ear, a treble resonance first", [] { return models(true, {2000, 5000}, {3, 3}, {2, 2}); }, 0},
+        {"in-ear, a resonance above the first band", [] { return models(true, {6800}, {3}, {2}); }, 0},
         {"in-ear, nothing", [] { return models(true, {300, 12000}, {1, 2}, {5, 5}); }, -1},
         {"concha, bass and a flat notch", [] { return models(false, {150, 800}, {0.7, 5}, {4, 0.5}); }, 0},
         {"concha, nothing", [] { return models(false, {20000}, {1}, {1}); }, -1},

@@ -120,6 +120,11 @@ TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {
     EXPECT_NEAR(apart.q[0], f[50] / (f[52] - f[50] * f[50] / f[52]), 1e-12);
     EXPECT_EQ(apart.height[0], 5.0);
     EXPECT_EQ(listFor({{50, 0.05f}}).n, 0);
+    std::vector<double> plateau(217, 0.0);  // two equal tops: neither is a peak
+    plateau[50] = plateau[51] = 5.0;
+    ResonanceList none;
+    findResonances(plateau.data(), f.data(), &none);
+    EXPECT_EQ(none.n, 0);
     EXPECT_EQ(listFor({{50, 0.0500001}}).n, 1);
 }
 
@@ -159,6 +164,8 @@ TEST(BiquadResponse, MatchesTheComplexResponseAndNormalisesTheLastNumerator) {
     EXPECT_NEAR(top, 1.0f, 1e-6);  // the largest magnitude on the grid is 1: only the last numerator moved
     EXPECT_EQ(std::vector<float>(b2, b2 + 3), std::vector<float>(b, b + 3));
     EXPECT_NE(b2[3], b[3]);
+    normalizeFilter(grid, 200, a, b2, 1);  // one section is its own last
+    EXPECT_NE(b2[0], b[0]);
 }
 
 // The front end: the lowpass's DC gain (256 / 1904418178 over 1 plus the

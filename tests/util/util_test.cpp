@@ -41,7 +41,7 @@ TEST(Searches, TolerancesAndTieRules) {
         {[&] { return locateLessThan(m, 2, 5, 2.0); }, {3}}, {[&] { return locateLessThan(m, 0, 5, 1.0); }, {-1}},
         {[&] { return locateLessThan(m, 3, 3, 9.0); }, {-1}}, {[&] { return find(grid, 3, 2.0); }, {2}},
         {[&] { return find(grid, 3, 0.5); }, {0}}, {[&] { return find(grid, 3, 9.0); }, {3}}, {[&] { return find(grid, 0, 9.0); }, {0}},
-        {[&] { return find(fg, 2, 1.0f); }, {1}},
+        {[&] { return find(fg, 2, 1.0f); }, {1}}, {[&] { return find(grid, 1, 0.5); }, {0}},
         {[&] { return IsFiniteNumber(FLT_MAX); }, {1}}, {[&] { return IsFiniteNumber(-FLT_MAX); }, {1}},
         {[&] { return IsFiniteNumber(INFINITY); }, {0}}, {[&] { return IsFiniteNumber(NAN); }, {0}},
     };
@@ -174,7 +174,7 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
 // complex output keeps its imaginary parts; float feed-forward stays single precision.
 TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     double a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], a4[1] = {4}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
-    float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3}, fa2[2] = {2, -1};
+    float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3}, fa2[2] = {2, -1}, fb3[3] = {1, 2, 3}, ffir[4];
     double yd[4], p1[4], p2[4], q1[4], q2[4];
     filter(a, 2, b, 1, impulse, 4, y), filter(a4, 1, b3, 3, ramp, 4, fir), filter(a, 2, b, 1, fx, 4, yd), filter(fa, 2, fb, 1, fx, 4, fy);
     filterPair(a, 2, b, 1, impulse, ramp, 4, p1, p2), filterPair(a4, 1, b3, 3, ramp, impulse, 4, q1, q2);  // a[0] = 1 and a[0] = 4
@@ -183,6 +183,8 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     EXPECT_EQ(v(fir), firOut);
     EXPECT_EQ(v(yd), geometric);
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
+    filter(fb, 1, fb3, 3, fx, 4, ffir);  // feed-forward reads x[i - k]
+    EXPECT_EQ(v(ffir), (std::vector<float>{1, 2, 3, 0}));
     EXPECT_EQ(v(p1), geometric);
     EXPECT_EQ(v(p2), (std::vector<double>{1, 1.5, 1.75, 1.875}));
     EXPECT_EQ(v(q1), firOut);
