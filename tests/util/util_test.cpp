@@ -183,8 +183,8 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     EXPECT_EQ(v(fir), firOut);
     EXPECT_EQ(v(yd), geometric);
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
-    filter(fb, 1, fb3, 3, fx, 4, ffir);  // feed-forward reads x[i - k]
-    EXPECT_EQ(v(ffir), (std::vector<float>{1, 2, 3, 0}));
+    filter(fa3, 1, fb3, 3, fx, 4, ffir);  // feed-forward reads x[i - k], divided by a[0]
+    EXPECT_EQ(v(ffir), (std::vector<float>{1.0f / 3, 2.0f / 3, 1, 0}));
     EXPECT_EQ(v(p1), geometric);
     EXPECT_EQ(v(p2), (std::vector<double>{1, 1.5, 1.75, 1.875}));
     EXPECT_EQ(v(q1), firOut);
