@@ -121,7 +121,7 @@ TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {
     EXPECT_EQ(apart.height[0], 5.0);
     EXPECT_EQ(listFor({{50, 0.05f}}).n, 0);
     std::vector<double> plateau(217, 0.0);  // two equal tops: neither is a peak
-    plateau[50] = plateau[51] = 5.0;
+    plateau[50] = plateau[51] = 5.0, plateau[49] = plateau[52] = 4.5, plateau[48] = plateau[53] = 2.0;
     ResonanceList none;
     findResonances(plateau.data(), f.data(), &none);
     EXPECT_EQ(none.n, 0);
