@@ -109,7 +109,7 @@ TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {
             v[p.first - 1] = v[p.first + 1] = 0.9 * p.second;
             v[p.first - 2] = v[p.first + 2] = 0.4 * p.second;
         }
-        ResonanceList list;
+        ResonanceList list = {};
         findResonances(v.data(), f.data(), &list);
         return list;
     };
@@ -122,7 +122,7 @@ TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {
     EXPECT_EQ(listFor({{50, 0.05f}}).n, 0);
     std::vector<double> plateau(217, 0.0);  // two equal tops: neither is a peak
     plateau[50] = plateau[51] = 5.0, plateau[49] = plateau[52] = 4.5, plateau[48] = plateau[53] = 2.0;
-    ResonanceList none;
+    ResonanceList none = {};
     findResonances(plateau.data(), f.data(), &none);
     EXPECT_EQ(none.n, 0);
     EXPECT_EQ(listFor({{50, 0.0500001}}).n, 1);

@@ -14,12 +14,6 @@
 #include "models/tables.h"
 #include "support/test_env.h"
 
-// 20 log10 |H| at f Hz (48 kHz) of a section given as a[3], b[3].
-static double sectionDb(const double* a, const double* b, double f) {
-    const std::complex<double> z1 = std::polar(1.0, -2 * M_PI * f / 48000), z2 = z1 * z1;
-    return 20 * log10(std::abs((b[0] + b[1] * z1 + b[2] * z2) / (a[0] + a[1] * z1 + a[2] * z2)));
-}
-
 TEST(HeadphoneType, DecisionAndPeakPickBoundaries) {
     EXPECT_EQ(gHeadphoneType, 1);  // initial value
     const struct {
@@ -53,9 +47,9 @@ TEST(Sections, NotchQAndGainFollowTypeAndWhich) {
         gHeadphoneType = r.type;
         ASSERT_EQ(notch(freq, q, h, 3, a, b, 1000, 2000, r.which), 0);
         EXPECT_EQ(a[0], 1.0);
-        EXPECT_NEAR(sectionDb(a, b, 1500), r.db, 1e-9) << r.type << " " << r.which;
-        EXPECT_NEAR(sectionDb(a, b, 0), 0.0, 1e-9);
-        EXPECT_NEAR(sectionDb(a, b, 24000), 0.0, 1e-9);
+        EXPECT_NEAR(responseDb(b, 3, a, 3, 1500), r.db, 1e-9) << r.type << " " << r.which;
+        EXPECT_NEAR(responseDb(b, 3, a, 3, 0), 0.0, 1e-9);
+        EXPECT_NEAR(responseDb(b, 3, a, 3, 24000), 0.0, 1e-9);
         const double w = 2 * M_PI * 1500 / 48000, G = pow(10, r.db / 20), t = (1 - a[2]) / (1 + a[2]);
         if (r.Q > 0) {
             EXPECT_NEAR(w / (2 * G * t), r.Q, 1e-9) << r.type << " " << r.which;
@@ -70,8 +64,8 @@ TEST(Sections, ShelvesReachTheirGainsAndCorners) {
     double a[3], b[3], a9[3], b9[3];
     gHeadphoneType = 1;
     ASSERT_EQ(treble(0.0, 6.0, a, b, 1000.0), 0);
-    EXPECT_NEAR(sectionDb(a, b, 0), 0.0, 1e-9);
-    EXPECT_NEAR(sectionDb(a, b, 24000), 6.0, 1e-9);
+    EXPECT_NEAR(responseDb(b, 3, a, 3, 0), 0.0, 1e-9);
+    EXPECT_NEAR(responseDb(b, 3, a, 3, 24000), 6.0, 1e-9);
     EXPECT_EQ(b[2], 0.0);
     EXPECT_NEAR(-a[1], tan(M_PI * (0.25 - 6 * 1000.0 / 48000)), 1e-12);
     ASSERT_EQ(treble(0.0, 12.0, a, b, 1000.0), 0);  // capped at 9 dB
@@ -79,8 +73,8 @@ TEST(Sections, ShelvesReachTheirGainsAndCorners) {
     for (int i = 0; i < 3; i++) EXPECT_EQ(b[i], b9[i]);
 
     ASSERT_EQ(lowShelf(4.0, a, b, 1500.0), 0);  // -(0.5 + 4/4) dB below the corner
-    EXPECT_NEAR(sectionDb(a, b, 0), -1.5, 1e-9);
-    EXPECT_NEAR(sectionDb(a, b, 24000), 0.0, 1e-9);
+    EXPECT_NEAR(responseDb(b, 3, a, 3, 0), -1.5, 1e-9);
+    EXPECT_NEAR(responseDb(b, 3, a, 3, 24000), 0.0, 1e-9);
     EXPECT_NEAR(-a[1], tan(M_PI * (0.25 - 1500.0 / 48000 / pow(10, -1.5 / 20))), 1e-12);
     ASSERT_EQ(lowShelf(1.0, a, b, 1500.0), 0);  // p below 1.5 counts as 1.5
     ASSERT_EQ(lowShelf(1.5, a9, b9, 1500.0), 0);
@@ -147,7 +141,7 @@ TEST(Models, InEarAndConchaCurves) {
     double a[3], b[3];
     ASSERT_EQ(notch(freq, q, h, 1, a, b, 500, 10000, 1), 0);
     for (int k = 22; k < 2048; k += 7) {
-        const double expected = sectionDb(a, b, k * 48000.0 / 4096) - sectionDb(a, b, 0) + 1.0;
+        const double expected = responseDb(b, 3, a, 3, k * 48000.0 / 4096) - responseDb(b, 3, a, 3, 0) + 1.0;
         ASSERT_NEAR(out[k], std::max(-9.0, std::min(9.0, expected)), 1e-6) << k;
     }
     EXPECT_EQ(out[0], out[1]);
