@@ -75,24 +75,16 @@ struct Input {
 
 size_t length(int n) { return n > 0 ? static_cast<size_t>(n) : 0; }
 
-std::vector<double> reals(Input& in, int n, size_t atLeast = 0) {
-    std::vector<double> v(std::max(length(n), atLeast));
-    for (double& x : v) x = in.real();
-    return v;
-}
-std::vector<float> singles(Input& in, int n, size_t atLeast = 0) {
-    std::vector<float> v(std::max(length(n), atLeast));
-    for (float& x : v) x = in.single();
-    return v;
-}
-std::vector<cd> complexes(Input& in, int n) {
-    std::vector<cd> v(length(n));
-    for (cd& x : v) x = cd(in.real(), in.real());
-    return v;
-}
-std::vector<kiss_fft_cpx> spectrum(Input& in, int n) {
-    std::vector<kiss_fft_cpx> v(length(n));
-    for (kiss_fft_cpx& x : v) x = {in.real(), in.real()};
+void draw(Input& in, double& x) { x = in.real(); }
+void draw(Input& in, float& x) { x = in.single(); }
+void draw(Input& in, cd& x) { x = cd(in.real(), in.real()); }
+void draw(Input& in, std::complex<float>& x) { x = {in.single(), in.single()}; }
+void draw(Input& in, kiss_fft_cpx& x) { x = {in.real(), in.real()}; }
+// n values of type T from the input (at least atLeast).
+template <typename T>
+std::vector<T> values(Input& in, int n, size_t atLeast = 0) {
+    std::vector<T> v(std::max(length(n), atLeast));
+    for (T& x : v) draw(in, x);
     return v;
 }
 // Ascending, as a frequency axis is (NaN would break the sort itself).
@@ -138,29 +130,28 @@ void spacing(Input& in) {
 
 void interpolation(Input& in) {
     const int xSize = in.boundedCount(512), xiSize = in.boundedCount(512);
-    std::vector<double> x = reals(in, xSize), y = reals(in, xSize), xi = reals(in, xiSize), yi(length(xiSize));
+    std::vector<double> x = values<double>(in, xSize), y = values<double>(in, xSize), xi = values<double>(in, xiSize), yi(length(xiSize));
     ascending(x);
     interp1f(x.data(), y.data(), xi.data(), yi.data(), xSize, xiSize);
     const int n = in.boundedCount(64);
     std::vector<int> knots(length(n));
     for (int& k : knots) k = in.byte() * 16 + in.byte() % 16;  // any order: out of order is tried too
     if (in.byte() % 2 == 0) std::sort(knots.begin(), knots.end());
-    std::vector<float> ky = singles(in, n);
+    std::vector<float> ky = values<float>(in, n);
     std::vector<float> out(n > 0 ? static_cast<size_t>(knots[n - 1]) + 1 : 0);
     interp1i(knots.data(), ky.data(), out.data(), n);
     const int points = in.boundedCount(40), m = in.boundedCount(300);
-    std::vector<double> sx = reals(in, points), sy = reals(in, points), sxi(length(m)), syi(length(m));
+    std::vector<double> sx = values<double>(in, points), sy = values<double>(in, points), sxi(length(m)), syi(length(m));
     for (double& q : sxi) q = in.byte() / 255.0;
     spline(sx.data(), sy.data(), points, sxi.data(), syi.data(), m);
 }
 
 void searchesAndSorts(Input& in) {
     const int n = in.boundedCount(512), maxCount = in.boundedCount(512);
-    std::vector<double> d = reals(in, n);
-    std::vector<float> f = singles(in, n);
-    std::vector<std::complex<float>> cf(length(n));
-    for (auto& c : cf) c = {in.single(), in.single()};
-    std::vector<cd> c = complexes(in, n);
+    std::vector<double> d = values<double>(in, n);
+    std::vector<float> f = values<float>(in, n);
+    std::vector<std::complex<float>> cf = values<std::complex<float>>(in, n);
+    std::vector<cd> c = values<cd>(in, n);
     std::vector<int> idx(length(maxCount));
     findNonZero(d.data(), n, idx.data(), maxCount);
     findNonZero(f.data(), n, idx.data(), maxCount);
@@ -200,8 +191,8 @@ void searchesAndSorts(Input& in) {
 
 void statisticsAndFilters(Input& in) {
     const int n = in.boundedCount(2049), na = in.boundedCount(12), nb = in.boundedCount(12);
-    std::vector<double> x = reals(in, n), y = reals(in, n), a = reals(in, na), b = reals(in, nb), out(length(n));
-    std::vector<float> xf = singles(in, n), af = singles(in, na), bf = singles(in, nb), outf(length(n));
+    std::vector<double> x = values<double>(in, n), y = values<double>(in, n), a = values<double>(in, na), b = values<double>(in, nb), out(length(n));
+    std::vector<float> xf = values<float>(in, n), af = values<float>(in, na), bf = values<float>(in, nb), outf(length(n));
     std::vector<kiss_fft_cpx> outc(length(n));
     mean(x.data(), n);
     variance(x.data(), in.real(), n);
@@ -218,7 +209,7 @@ void statisticsAndFilters(Input& in) {
     std::vector<float> picked(length(m));
     decimate(xf.data(), n, picked.data(), m);
     std::vector<double> w(length(n));
-    std::vector<kiss_fft_cpx> windowed = spectrum(in, n);
+    std::vector<kiss_fft_cpx> windowed = values<kiss_fft_cpx>(in, n);
     createHanningWindow(w.data(), n);
     applyHanningWindow(w.data(), windowed.data(), n);
     initLowpass();
@@ -229,8 +220,8 @@ void files(Input& in) {
     const int n = in.boundedCount(300), start = in.count(), end = in.count();
     // The writers read a[start..end-1]: the arrays reach end.
     const size_t span = std::max<size_t>(length(n), length(end));
-    std::vector<double> d = reals(in, n, span);
-    std::vector<float> f = singles(in, n, span);
+    std::vector<double> d = values<double>(in, n, span);
+    std::vector<float> f = values<float>(in, n, span);
     std::vector<int> i(span, 7);
     std::vector<kiss_fft_cpx> c(span, kiss_fft_cpx{1.0, 2.0});
     const std::string path = pathIn(in);
@@ -254,7 +245,7 @@ void files(Input& in) {
 
 void models(Input& in) {
     const int n = in.boundedCount(64);
-    std::vector<double> freq = reals(in, n, 1), q = reals(in, n, 1), height = reals(in, n, 1);
+    std::vector<double> freq = values<double>(in, n, 1), q = values<double>(in, n, 1), height = values<double>(in, n, 1);
     for (double& f : freq) f = fabs(f) * 100;
     ascending(freq);  // as the search produces them
     double a[3] = {}, b[3] = {};
@@ -279,20 +270,20 @@ void models(Input& in) {
             calculateModelInConcha(freq.data(), q.data(), height.data(), in.real(), n, target.data());
     }
     const int points = in.boundedCount(64), plan = std::max(1, in.boundedCount(1024));
-    std::vector<kiss_fft_cpx> signal = spectrum(in, plan), out(plan);
+    std::vector<kiss_fft_cpx> signal = values<kiss_fft_cpx>(in, plan), out(plan);
     std::vector<double> acc(length(std::min(points, plan)));
     kiss_fft_state* cfg = kiss_fft_alloc(plan, 0, nullptr, nullptr);
     addFFTCurves(&cfg, signal.data(), out.data(), acc.data(), std::min(points, plan));
     free(cfg);
     const int sections = in.boundedCount(16), nFreqs = in.boundedCount(64);
-    std::vector<float> sa = singles(in, 3 * std::max(sections, 0)), sb = singles(in, 3 * std::max(sections, 0)), freqs = singles(in, nFreqs);
+    std::vector<float> sa = values<float>(in, 3 * std::max(sections, 0)), sb = values<float>(in, 3 * std::max(sections, 0)), freqs = values<float>(in, nFreqs);
     calculateFilterResponseAt(in.single(), sa.data(), sb.data(), sections);
     normalizeFilter(freqs.data(), nFreqs, sa.data(), sb.data(), sections);
 }
 
 void design(Input& in) {
     const int n = in.boundedCount(200);
-    std::vector<double> b = reals(in, n), a = reals(in, n);
+    std::vector<double> b = values<double>(in, n), a = values<double>(in, n);
     std::vector<cd> z(length(n)), p(length(n)), r(length(n));
     double k = 0, gain = 0;
     VandroBundle bundle = {};
@@ -303,7 +294,7 @@ void design(Input& in) {
     tf2sos(b.data(), a.data(), n, &bundle, &gain);
     sign(in.real());
     const int m = in.boundedCount(100);
-    std::vector<cd> zs = complexes(in, m), ps = complexes(in, m), xs(length(m));
+    std::vector<cd> zs = values<cd>(in, m), ps = values<cd>(in, m), xs(length(m));
     for (int i = 0; i + 1 < m; i += 2)  // conjugate pairs, as a real fit gives, most of the time
         if (in.byte() % 4 != 0) zs[i + 1] = std::conj(zs[i]), ps[i + 1] = std::conj(ps[i]);
     cplxpair(zs.data(), m, xs.data());
@@ -319,7 +310,7 @@ void design(Input& in) {
     if (m > 0) last_pole(zs[0], ps[0], &bundle);
     double q[3] = {};
     const int rootsIn = in.boundedCount(2);
-    std::vector<cd> two = complexes(in, rootsIn);
+    std::vector<cd> two = values<cd>(in, rootsIn);
     poly(q, two.data(), rootsIn);
     double qa[3] = {};
     zp2tf(q, qa, two.data(), rootsIn, two.data(), rootsIn);
@@ -336,17 +327,17 @@ void transforms(Input& in) {
     int nFFT = in.boundedCount(1024);
     if (in.byte() % 4 != 0) nFFT &= ~1;
     const int irLength = in.boundedCount(2100);
-    std::vector<double> curve = reals(in, nFFT / 2), ir(length(irLength));
+    std::vector<double> curve = values<double>(in, nFFT / 2), ir(length(irLength));
     for (double& c : curve) c = fmod(c, 200.0);
     freqToIr(curve.data(), nFFT, ir.data(), irLength);
     const int n = in.boundedCount(512), outLength = in.boundedCount(600);
-    std::vector<kiss_fft_cpx> x = spectrum(in, n), shifted(length(n));
+    std::vector<kiss_fft_cpx> x = values<kiss_fft_cpx>(in, n), shifted(length(n));
     std::vector<double> out(length(outLength));
     minph(x.data(), n, out.data(), outLength);
     circshift(x.data(), shifted.data(), n, in.count());
     // A short response keeps each run fast; the orders come from the input.
     const int len = in.boundedCount(160), nb = in.boundedCount(12), na = in.boundedCount(12);
-    std::vector<double> h = reals(in, len), aOut(length(na) + 1), bOut(length(nb) + 1);
+    std::vector<double> h = values<double>(in, len), aOut(length(na) + 1), bOut(length(nb) + 1);
     stmcb(h.data(), len, nb, na, 1 + in.byte() % 3, aOut.data(), bOut.data());
 }
 
