@@ -74,19 +74,6 @@ TEST(Sorts, StableInBothDirections) {
     EXPECT_EQ(v(c), (std::vector<cd>{{-1, 5}, {0, 0}, {1, 5}, {1, -5}}));
 }
 
-TEST(ComplexArrays, UnitCircleIsUnstableAndCompactionTakesOwnership) {
-    int index = -7, skip[3] = {3, 0, 3};
-    cd inside[2] = {{0.5, 0.5}, {0.0, -0.999}}, on[3] = {{0.1, 0}, {0.6, -0.8}, {2, 0}};
-    EXPECT_EQ(zeroes(inside, 2, index), 0);
-    EXPECT_EQ(index, -7);
-    EXPECT_EQ(zeroes(on, 3, index), -1);
-    EXPECT_EQ(index, 1);
-    cd* out = resizeAndCopyAssorted(new cd[5]{{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}}, 5, 4, skip, 3);
-    ASSERT_NE(out, nullptr);
-    EXPECT_EQ(std::vector<cd>(out, out + 4), (std::vector<cd>{{1, 1}, {2, 2}, {4, 4}, {0, 0}}));  // a zeroed tail
-    EXPECT_EQ(resizeAndCopyAssorted(resizeAndCopyAssorted(out, 4, 0, nullptr, 0), 0, -1, nullptr, 0), nullptr);
-}
-
 TEST(Spacing, EndIsForcedAndTheTermOrderIsKept) {
     double third[4], one[1] = {-1}, l[3], d[2];
     int ints[4], back[4];
@@ -136,20 +123,6 @@ TEST(Interpolation, IntervalsExtrapolationKnotsAndSplines) {
     EXPECT_EQ(spline(px, py, 1, chord, pb, 1), 0);  // one point: a constant
     EXPECT_EQ(pb[0], py[0]);
     EXPECT_EQ(spline(px, py, 0, chord, pb, 1), -1);
-}
-
-// Sorted queries resume the interval scan; shuffled ones scan from the start.
-// Both give the same bits, at the knots, between them and beyond both ends.
-TEST(Interpolation, SortedAndShuffledQueriesGiveIdenticalOutput) {
-    std::vector<double> x(2048), y(2048), q, shuffled, sortedOut(8198), shuffledOut(8198);
-    for (int k = 0; k < 2048; k++) x[k] = k * (24000.0 / 2047) + (k % 7) * 0.01, y[k] = sin(k / 37.0) * 9.0;
-    for (int i = 0; i < 8192; i++) q.push_back(-50.0 + i * (24100.0 / 8191));
-    q.insert(q.end(), {x[0], x[1], x[1000], x[2047], x[2047], 30000.0});
-    std::sort(q.begin(), q.end());
-    for (int i = 0; i < 8198; i++) shuffled.push_back(q[(i * 7919L) % 8198]);
-    ASSERT_EQ(interp1f(x.data(), y.data(), q.data(), sortedOut.data(), 2048, 8198) + interp1f(x.data(), y.data(), shuffled.data(), shuffledOut.data(), 2048, 8198), 0);
-    for (int i = 0; i < 8198; i++) ASSERT_EQ(sortedOut[(i * 7919L) % 8198], shuffledOut[i]) << shuffled[i];
-    EXPECT_EQ(sortedOut[std::find(q.begin(), q.end(), x[2047]) - q.begin()], y[2047]);
 }
 
 TEST(Statistics, ClosedFormsAndNeutralSizes) {
