@@ -126,8 +126,6 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
     EXPECT_DOUBLE_EQ(curve[3], (-9.0 * 4 + 9.0) / 5);  // smoothed in place from 2 on
     EXPECT_EQ(curve[21], 9.0);
     EXPECT_EQ(curve[22], -9.0);  // nothing beyond 21 changes
-    EXPECT_EQ(iecCurve[0], -8.31);
-    EXPECT_EQ(iecCurve[185], -42.3);
 }
 
 // The in-ear model with one resonance is the first notch's response, normalised

