@@ -1,23 +1,16 @@
-// Filter design on filters with known poles and zeros: roots, the section
-// factoring and its pairing rules, minimum phase, the impulse response of a
-// curve, the Steiglitz-McBride fit; and counts outside the contract.
+// Filter design on known poles and zeros: roots, the section factoring's
+// largest order and its pairing rules, minimum phase (the impulse response of
+// a curve and the Steiglitz-McBride fit: the whole runs and the log lines).
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
-#include <functional>
 #include <vector>
 
 #include "design/min_phase.h"
 #include "design/polynomial.h"
 #include "design/sos.h"
-#include "design/stmcb.h"
-#include "models/biquad_response.h"
 #include "support/test_env.h"
-#include "util/filter.h"
-#include "util/interpolation.h"
-#include "util/search.h"
-#include "util/statistics.h"
 
 typedef std::complex<double> cd;
 
@@ -36,8 +29,8 @@ TEST(Roots, KnownRootsLayoutOrderAndSign) {
     EXPECT_EQ(eqtflength(b1, a1, 3, &order) + eqtflength(b0, zero, 3, &order0), 3);
     EXPECT_EQ(std::make_pair(order, order0), std::make_pair(2, 1));
     EXPECT_EQ(std::vector<double>({sign(1e-5), sign(-2e-5), sign(3.0), sign(1.1920928955078125e-05)}), std::vector<double>({0.0, -1.0, 1.0, 0.0}));
-    poly(q, pair, 2), poly(q1, pair, 1);
-    EXPECT_EQ(std::vector<double>({q[1], q[2], q1[1], q1[2]}), std::vector<double>({-1.0, 0.5, -0.5, 0.0}));  // -2 Re r, |r|^2
+    poly(q, pair, 2), poly(q1, pair, 1), poly(b0, pair, 0);  // no root: nothing written
+    EXPECT_EQ(std::vector<double>({q[1], q[2], q1[1], q1[2], b0[0]}), std::vector<double>({-1.0, 0.5, -0.5, 0.0, 0.0}));  // -2 Re r, |r|^2
 }
 
 // The largest order the section arrays hold still factors (one more is refused: the log lines).
@@ -130,81 +123,3 @@ TEST(MinimumPhase, KeepsMinimumPhaseFlipsMaximumPhaseAndRotates) {
     EXPECT_EQ(std::vector<double>({b[4].r, c[0].r, c[3].i, d[1].r}), std::vector<double>({4.0, 3.0, 0.0, 3.0}));
 }
 
-TEST(FreqToIr, FlatCurveIsTheWindowedImpulseAndTheLastPointSetsNyquist) {
-    const int nFFT = 16384;
-    std::vector<double> flat(nFFT / 2, 0.0), ir(4096, 7.0), loud(nFFT / 2, 20 * log10(2.0)), ir2(8);
-    ASSERT_EQ(freqToIr(flat.data(), nFFT, ir.data(), 4096), 0);
-    // The delta sits at the window's middle sample after the rotation.
-    EXPECT_NEAR(ir[0], 0.5 * (1 - cos(2 * M_PI * (nFFT / 2) / (nFFT - 1))), 1e-12);
-    for (int k = 1; k < 4096; k++) ASSERT_NEAR(ir[k], 0.0, 1e-12) << k;
-    freqToIr(loud.data(), nFFT, ir2.data(), 8);  // 6 dB everywhere doubles it
-    EXPECT_NEAR(ir2[0], 2 * ir[0], 1e-12);
-    std::vector<double> small(32, 0.0), raised(32, 0.0), x(64), y(64);
-    raised[31] = 20 * log10(3.0);  // moves bin 31 and Nyquist: both bins' worth of alternation
-    freqToIr(small.data(), 64, x.data(), 64);
-    freqToIr(raised.data(), 64, y.data(), 64);
-    double alt = 0;
-    for (int k = 0; k < 64; k++) alt += (k % 2 ? -1 : 1) * (y[k] - x[k]);
-    EXPECT_GT(fabs(alt), 0.5);
-    EXPECT_EQ(freqToIr(small.data(), 16, x.data(), 32), 0);  // irLength 2 nFFT is the limit
-}
-
-TEST(Stmcb, RecoversAKnownFilterAndGuardsItsStart) {
-    const std::vector<cd> poles = {std::polar(0.9, 0.3), std::polar(0.9, -0.3), std::polar(0.7, 1.2), std::polar(0.7, -1.2),
-                                   std::polar(0.6, 2.0), std::polar(0.6, -2.0), std::polar(0.5, 2.7), std::polar(0.5, -2.7), 0.4};
-    std::vector<double> a = fromRoots(poles), b(10), impulse(4096, 0.0), h(4096);
-    for (int i = 0; i < 10; i++) b[i] = 1.0 / (i + 1) * (i % 3 == 0 ? -1 : 1);
-    impulse[0] = 1.0;
-    filter(a.data(), 10, b.data(), 10, impulse.data(), 4096, h.data());
-    double aOut[10], bOut[10];
-    stmcb(h.data(), 4096, 9, 9, 20, aOut, bOut);
-    for (int i = 0; i < 10; i++) {
-        EXPECT_NEAR(aOut[i], a[i], 1e-8) << i;
-        EXPECT_NEAR(bOut[i], b[i], 1e-8) << i;
-    }
-    std::vector<double> zeros(4096, 0.0), x = {0.5, 0.25, 0.125}, shortX = {1.0, 0.5, 0.2, 0.1, 0.05, 0.02, 0.01, 0.005, 0.002, 0.001};
-    std::fill(bOut, bOut + 10, 42.0);
-    stmcb(zeros.data(), 4096, 9, 9, 20, aOut, bOut);  // rank deficient at once: the guarded start, x[0] below 1.19e-5 gives 1
-    EXPECT_EQ(std::vector<double>(aOut, aOut + 10), std::vector<double>({1, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-    stmcb(x.data(), 1, 9, 9, 0, aOut, bOut);  // one sample, no iteration: the start x[0], then zeros
-    EXPECT_EQ(std::vector<double>({aOut[0], bOut[0]}), std::vector<double>({0.5, 42.0}));  // b never written
-    clearLog();
-    stmcb(shortX.data(), 10, 9, 9, 3, aOut, bOut);  // fewer samples than unknowns: the expected rank is len
-    EXPECT_EQ(dumpLog(), "");
-}
-
-// Void functions given a count outside their contract write nothing.
-TEST(HostileCounts, VoidFunctionsWriteNothing) {
-    constexpr double kPoison = -777.0;
-    std::vector<float> a(6, 1.0f), b(6, 2.0f), freqs(4, 100.0f), dense(3, -5.0f), picked(4, -5.0f);
-    std::vector<double> y(8, kPoison), x(8, 1.0), coef(4, 1.0);
-    std::vector<kiss_fft_cpx> in(8, kiss_fft_cpx{1.0, 0.0}), out(8, kiss_fft_cpx{kPoison, kPoison});
-    double q[3] = {kPoison, kPoison, kPoison}, aOut[3] = {kPoison, kPoison, kPoison}, min = kPoison;
-    int at = -9, knots[2] = {2, 1};
-    float values[2] = {4.0f, 8.0f};
-    cd root(0.5, 0.5), po[2] = {kPoison, kPoison};
-    int npo = -9;
-    const std::vector<std::function<void()>> calls = {
-        [&] { normalizeFilter(freqs.data(), 4, a.data(), b.data(), 0); },
-        [&] { normalizeFilter(freqs.data(), 4, a.data(), b.data(), -1); },
-        [&] { filter(coef.data(), 0, coef.data(), 2, x.data(), 8, y.data()); },
-        [&] { filter(coef.data(), 2, coef.data(), 0, x.data(), 8, y.data()); },
-        [&] { minph(in.data(), 4, y.data(), 8); },
-        [&] { minph(in.data(), 0, y.data(), 0); },
-        [&] { circshift(in.data(), out.data(), 8, -1); },
-        [&] { stmcb(x.data(), 0, 1, 1, 2, aOut, y.data()); },
-        [&] { stmcb(x.data(), 8, 1, -1, 2, aOut, y.data()); },
-        [&] { poly(q, &root, 0); },
-        [&] { getMin(x.data(), -1, 4, min, at); },
-        [&] { decimate(values, 0, picked.data(), 4); },
-        [&] { interp1i(knots, values, dense.data(), 2); },  // knots out of order: xi[n-1] + 1 = 2 values
-        [&] { orderp(&root, -1, &root, 1, po, &npo); },
-    };
-    for (const auto& c : calls) c();
-    EXPECT_EQ(b, std::vector<float>(6, 2.0f));
-    EXPECT_EQ(y, std::vector<double>(8, kPoison));
-    EXPECT_EQ(picked, std::vector<float>(4, -5.0f));
-    EXPECT_EQ(std::vector<double>({out[0].r, out[7].i, aOut[0], aOut[2], q[0], q[2], min, po[0].real(), double(at), double(npo), double(dense[2])}),
-              std::vector<double>({kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, kPoison, -9, -9, -5}));
-    EXPECT_EQ(locateLessThan(x.data(), -3, 4, 2.0), -1);
-}
