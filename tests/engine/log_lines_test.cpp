@@ -44,6 +44,13 @@ std::string curveFile(const std::string& name, double v, int n = 228, int step =
     return dataFile(name);
 }
 
+// A flat 50-ohm curve with one point moved.
+int classify(int at, double ohms) {
+    std::vector<double> y(228, 50.0);
+    y[at] = ohms;
+    return classifyLoad(y.data());
+}
+
 VandroBundle flat(int section, int slot, float value) {
     VandroBundle s = {};
     for (auto& sec : s.sos) sec[0] = sec[3] = 1.0f;
@@ -86,7 +93,9 @@ const std::vector<LogCase>& cases() {
         {"no buffer", [] { return VandroHandleBuffer(nullptr, kBufferValues, nullptr, 0); }, -1},
         {"121 silent buffers", [] { return feed(silenceBuffer(), 121); }, 2},
         {"equal channels", [] { return feed(strongBuffer(), 38); }, 4},
-        {"line input", [] { std::vector<double> y(228, 50.0); y[0] = 200.0; return classifyLoad(y.data()); }, 4},
+        {"line input", [] { return classify(0, 200.0); }, 4},
+        {"a resistor at its edge", [] { return classify(100, 50.599); }, 4},  // within 0.1 + 1 % of 50.3
+        {"just beyond a resistor's range", [] { return classify(100, 50.61); }, 0},
         {"ten staircase entries", [] {
          std::vector<double> v(228, 1000.0), f(228, 100.0), t(2048);
          for (int i = 206; i < 228; i++) v[i] = i <= 216 ? i : 0;
@@ -95,6 +104,10 @@ const std::vector<LogCase>& cases() {
          std::vector<double> v(228), f(228), t(2048);
          for (int i = 0; i < 228; i++) v[i] = 0.01 * i + (i == 10), f[i] = 40.0 * (i + 1);
          return searchResonances(v.data(), f.data(), t.data(), 2048); }, -1},
+        {"a plateau", [] {  // two equal tops: neither is a peak
+         std::vector<double> v(217, 0.0), f(228, 100.0); ResonanceList l;
+         v[50] = v[51] = 5.0, v[49] = v[52] = 4.5, v[48] = v[53] = 2.0;
+         return findResonances(v.data(), f.data(), &l); }, -1},
         {"no peaks", [] { std::vector<double> v(217, 0.0), f(228, 100.0); v[0] = v[215] = 9.0; ResonanceList l;
          return findResonances(v.data(), f.data(), &l); }, -1},
         {"new headset", [] { return curveCorrelation(curveFile("d.dat", 30, 228, 7), curveFile("r.dat", 30), 228); }, 5},

@@ -1,40 +1,17 @@
-// The engine's stages on hand-made inputs: load classification, the
-// resonance search, the section checks, the lowpass and the window.
+// The engine's stages on hand-made inputs: the resonance search's baseline,
+// the section checks, the biquad response, the lowpass and the window
+// (classification and peak picking: the log lines).
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 
-#include "engine/device_curve.h"
 #include "engine/fitting.h"
 #include "engine/lowpass.h"
 #include "engine/resonance_search.h"
-#include "engine/state.h"
 #include "models/biquad_response.h"
 #include "support/test_env.h"
 #include "util/window.h"
-
-// A line input from 200 ohm at point 0; a resistor when the range over points
-// 71..156 (both ends included) is within 0.1 + 1 % of its middle.
-TEST(DeviceCurve, ClassificationBoundaries) {
-    const struct {
-        double level;
-        std::vector<std::pair<int, double>> points;
-        int type;
-    } table[] = {{32, {}, 4},          {50, {{0, 199.99}, {71, 60}}, 0}, {50, {{0, 200}, {71, 60}}, 4}, {50, {{0, NAN}, {71, 60}}, 4},
-                 {50, {{1, 500}, {200, 500}}, 4}, {50, {{156, 60}}, 0},   {50, {{100, 50.599}}, 4},      {50, {{100, 50.61}}, 0}};
-    for (const auto& row : table) {
-        std::vector<double> y(228, row.level);
-        for (const auto& p : row.points) y[p.first] = p.second;
-        EXPECT_EQ(classifyLoad(y.data()), row.type) << row.points.size();
-    }
-}
-
-static std::vector<double> axis() {
-    std::vector<double> f(228);
-    for (int i = 0; i < 228; i++) f[i] = 40.0 * (i + 1);
-    return f;
-}
 
 // Curve = c0 + c1 f + c2 f^2 exactly on the staircase, plus one bump at index
 // 100 whose excess over c0 is the largest: d = excess / 10, and the gain is the
@@ -42,7 +19,8 @@ static std::vector<double> axis() {
 // below 0.1) has gain 0, loses v[first staircase index] and is divided by its
 // largest value from index 1 on.
 TEST(ResonanceSearch, BaselineGainAndScaling) {
-    const std::vector<double> f = axis();
+    std::vector<double> f(228);
+    for (int i = 0; i < 228; i++) f[i] = 40.0 * (i + 1);
     const double c0 = 2.0, fEnd = f[215], rise = 0.001 * fEnd, cu1 = -0.03, cu2 = (-1.0 - cu1 * fEnd) / (fEnd * fEnd);
     const struct {
         double c1, c2, excess, gain;
@@ -73,37 +51,6 @@ TEST(ResonanceSearch, BaselineGainAndScaling) {
     int steps[217];
     EXPECT_EQ(baselineStaircase(rising.data(), steps), 216);  // every index down to 1, which compares v[0]
     EXPECT_EQ(std::make_pair(steps[0], steps[215]), std::make_pair(1, 216));
-}
-
-// Peaks closer than 12 bins to a stronger one are not resonances; q from the
-// half-power crossing (two bins up here: f0 / (fu - f0^2 / fu)); heights at or
-// below the single-precision 0.05 are dropped.
-TEST(ResonanceSearch, PeaksKeepTheirDistanceAndTheQualificationRule) {
-    const std::vector<double> f = axis();
-    auto listFor = [&](std::vector<std::pair<int, double>> peaks) {
-        std::vector<double> v(217, 0.0);
-        for (auto& p : peaks) {
-            v[p.first] = p.second;
-            v[p.first - 1] = v[p.first + 1] = 0.9 * p.second;
-            v[p.first - 2] = v[p.first + 2] = 0.4 * p.second;
-        }
-        ResonanceList list = {};
-        findResonances(v.data(), f.data(), &list);
-        return list;
-    };
-    EXPECT_EQ(listFor({{50, 5.0}, {61, 4.0}}).n, 1);
-    const ResonanceList apart = listFor({{50, 5.0}, {62, 4.0}});
-    ASSERT_EQ(apart.n, 2);
-    EXPECT_EQ(apart.freq[1], f[62]);
-    EXPECT_NEAR(apart.q[0], f[50] / (f[52] - f[50] * f[50] / f[52]), 1e-12);
-    EXPECT_EQ(apart.height[0], 5.0);
-    EXPECT_EQ(listFor({{50, 0.05f}}).n, 0);
-    std::vector<double> plateau(217, 0.0);  // two equal tops: neither is a peak
-    plateau[50] = plateau[51] = 5.0, plateau[49] = plateau[52] = 4.5, plateau[48] = plateau[53] = 2.0;
-    ResonanceList none = {};
-    findResonances(plateau.data(), f.data(), &none);
-    EXPECT_EQ(none.n, 0);
-    EXPECT_EQ(listFor({{50, 0.0500001}}).n, 1);
 }
 
 // A response of exactly 10 at 10 Hz passes (2 log10 = 2); numerators limit

@@ -3,13 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <functional>
 
 #include "support/test_env.h"
-#include "util/complex_array.h"
 #include "util/curve_file.h"
 #include "util/filter.h"
 #include "util/interpolation.h"
