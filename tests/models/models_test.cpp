@@ -128,20 +128,25 @@ TEST(Curves, BassBoostLoudnessAndShaping) {
     EXPECT_EQ(curve[22], -9.0);  // nothing beyond 21 changes
 }
 
-// The in-ear model with one resonance is the first notch's response, normalised
-// to bin 0, plus 1 dB, within +-9 dB; the concha model with a bass peak and a
-// flat notch is loudness curve 0 over the bass boost.
+// The in-ear model is the sum of its sections' responses (notch 1 in 3.9-6.5
+// kHz, notch 2 in 6.5-10 kHz, notch 3 in 0.5-2 kHz, the treble shelf at 2 kHz
+// and the low shelf at 1.5 kHz on the 1-4 kHz resonance), normalised to bin 0,
+// plus 1 dB, within +-9 dB; the concha model with a bass peak and a flat notch
+// is loudness curve 0 over the bass boost.
 TEST(Models, InEarAndConchaCurves) {
-    double freq[1] = {5000}, q[1] = {3.0}, h[1] = {2.0};
+    double freq[4] = {600, 2500, 5000, 8000}, q[4] = {2, 2, 3, 3}, h[4] = {1.5, 2, 2, 1.5}, a[5][3], b[5][3];
     std::vector<double> out(2048, 0.0);
-    ASSERT_EQ(calculateModelInEar(freq, q, h, 4.0, 1, out.data()), 0);
+    ASSERT_EQ(calculateModelInEar(freq, q, h, 4.0, 4, out.data()), 0);
     EXPECT_EQ(gHeadphoneType, 1);
-    double a[3], b[3];
-    ASSERT_EQ(notch(freq, q, h, 1, a, b, 500, 10000, 1), 0);
-    for (int k = 22; k < 2048; k += 7) {
-        const double expected = responseDb(b, 3, a, 3, k * 48000.0 / 4096) - responseDb(b, 3, a, 3, 0) + 1.0;
-        ASSERT_NEAR(out[k], std::max(-9.0, std::min(9.0, expected)), 1e-6) << k;
-    }
+    ASSERT_EQ(notch(freq, q, h, 4, a[0], b[0], 3900, 6500, 1) + notch(freq, q, h, 4, a[1], b[1], 6500, 10000, 2) +
+                  notch(freq, q, h, 4, a[2], b[2], 500, 2000, 3) + treble(h[1], 4.0 * 0.8, a[3], b[3], 2000) + lowShelf(h[1], a[4], b[4], 1500),
+              0);
+    auto sum = [&](double f) {
+        double db = 0;
+        for (int s = 0; s < 5; s++) db += responseDb(b[s], 3, a[s], 3, f);
+        return db;
+    };
+    for (int k = 22; k < 2048; k += 7) ASSERT_NEAR(out[k], std::max(-9.0, std::min(9.0, sum(k * 48000.0 / 4096) - sum(0) + 1.0)), 1e-4) << k;
     EXPECT_EQ(out[0], out[1]);
     double none[2] = {300, 12000}, nq[2] = {1, 2}, nh[2] = {5, 5};
     std::vector<double> untouched(2048, 0.25);
