@@ -20,10 +20,11 @@ for preset in $("$build/tools/vandro" presets | awk '{print $1}'); do
     fi
   fi
 done
-# The numeric functions with hostile counts (the void ones, and the refusals in
-# the log-lines table): refused without a stray access.
+# The numeric functions' refusals of hostile counts (the log-lines table):
+# refused without a stray access. The void functions meet hostile counts in
+# numeric_api_fuzz, under ASan in CI.
 cmake --build "$build" -j2 --target vandro_tests > /dev/null
-if valgrind --error-exitcode=99 -q "$build/tests/vandro_tests" --gtest_filter='HostileCounts*:LogLines*' \
+if valgrind --error-exitcode=99 -q "$build/tests/vandro_tests" --gtest_filter='LogLines*' \
      > "$build/memcheck-hostile-counts.log" 2>&1; then
   echo "memcheck: hostile counts clean"
 else
