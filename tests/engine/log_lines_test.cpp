@@ -111,6 +111,7 @@ const std::vector<LogCase>& cases() {
         {"no peaks", [] { std::vector<double> v(217, 0.0), f(228, 100.0); v[0] = v[215] = 9.0; ResonanceList l;
          return findResonances(v.data(), f.data(), &l); }, -1},
         {"new headset", [] { return curveCorrelation(curveFile("d.dat", 30, 228, 7), curveFile("r.dat", 30), 228); }, 5},
+        {"identification of two points", [] { return curveCorrelation(curveFile("d.dat", 30, 2, 2), curveFile("r.dat", 40, 2, 2), 2); }, 0},
         {"no reference", [] { return curveCorrelation(curveFile("d.dat", 30), dataFile("r.dat"), 228); }, -1},
         {"device level", [] { return curveCorrelation(curveFile("d.dat", 0.001), curveFile("r.dat", 30), 228); }, -1},
         {"default without a curve", [] { return VandroDefault(); }, -1},

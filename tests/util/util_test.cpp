@@ -131,8 +131,8 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
     EXPECT_EQ(corr(x, flat, 4), 0.0);
     EXPECT_NEAR(corr(x, z, 4), 0.75 / sqrt(1.25 * 1.5), 1e-15);  // Pearson r by hand
     float in[10] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, out[3] = {-1, -1, -1}, r[2] = {3, -4}, eleven[1] = {1.1f};
-    decimate(in, 10, out, 3);
-    EXPECT_EQ(v(out), (std::vector<float>{0, 3, 6}));
+    decimate(in, 10, out, 3), decimate(in + 7, 1, out + 2, 1);  // one value is a sequence too
+    EXPECT_EQ(v(out), (std::vector<float>{0, 3, 7}));
     EXPECT_EQ(rms(r, 2), (float)sqrt(12.5));
     EXPECT_EQ(rms(eleven, 1), (float)sqrt((double)(1.1f * 1.1f)));  // squares rounded in single precision
 }
@@ -143,12 +143,12 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     double a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], a4[1] = {4}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
     float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3}, fa2[2] = {2, -1}, fb3[3] = {1, 2, 3}, ffir[4];
     double yd[4], p1[4], p2[4], q1[4], q2[4];
-    filter(a, 2, b, 1, impulse, 4, y), filter(a4, 1, b3, 3, ramp, 4, fir), filter(a, 2, b, 1, fx, 4, yd), filter(fa, 2, fb, 1, fx, 4, fy);
+    filter(a, 2, b, 1, impulse, 4, y), filter(a4, 1, b3, 3, ramp, 4, fir), filter(a4, 1, b3, 3, fx, 4, yd), filter(fa, 2, fb, 1, fx, 4, fy);
     filterPair(a, 2, b, 1, impulse, ramp, 4, p1, p2), filterPair(a4, 1, b3, 3, ramp, impulse, 4, q1, q2);  // a[0] = 1 and a[0] = 4
     const std::vector<double> geometric = {1, 0.5, 0.25, 0.125}, firOut = {0.25, 0.75, 1.5, 1.5};
     EXPECT_EQ(v(y), geometric);
     EXPECT_EQ(v(fir), firOut);
-    EXPECT_EQ(v(yd), geometric);
+    EXPECT_EQ(v(yd), (std::vector<double>{0.25, 0.5, 0.75, 0}));  // single-precision input, x[i - k]
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
     filter(fa3, 1, fb3, 3, fx, 4, ffir);  // feed-forward reads x[i - k], divided by a[0]
     EXPECT_EQ(v(ffir), (std::vector<float>{1.0f / 3, 2.0f / 3, 1, 0}));
@@ -158,10 +158,11 @@ TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
     EXPECT_EQ(v(q2), (std::vector<double>{0.25, 0.5, 0.75, 0}));
     kiss_fft_cpx cy[4], cz[4], cw[4];
     for (int i = 0; i < 4; i++) cy[i] = cz[i] = {9.0, -3.0};
-    filter(a, 2, b, 1, impulse, 4, cy), filter(fa3, 1, fb, 1, fx, 1, cz), filter(fa2, 2, fb, 1, fx, 4, cw);  // y[i] = (x[i] + y[i - 1]) / 2
+    filter(a, 2, b, 1, impulse, 4, cy), filter(fa3, 1, fb3, 3, fx, 2, cz), filter(fa2, 2, fb, 1, fx, 4, cw);  // y[i] = (x[i] + y[i - 1]) / 2
     EXPECT_EQ(cw[3].r, 0.0625);
     filter(a4, 1, b3, 3, ramp, 4, cw);
-    EXPECT_EQ(std::vector<double>({cw[3].r, cy[3].r, cy[3].i, cz[0].r, cz[1].r}), std::vector<double>({1.5, 0.125, -3.0, (double)(1.0f / 3.0f), 9.0}));
+    EXPECT_EQ(std::vector<double>({cw[3].r, cy[3].r, cy[3].i, cz[0].r, cz[1].r, cz[2].r}),
+              std::vector<double>({1.5, 0.125, -3.0, (double)(1.0f / 3.0f), (double)(2.0f / 3.0f), 9.0}));
 }
 
 class CurveFile : public ::testing::Test {
