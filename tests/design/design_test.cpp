@@ -1,6 +1,7 @@
 // Filter design on known poles and zeros: roots, the section factoring's
-// largest order and its pairing rules, minimum phase (the impulse response of
-// a curve and the Steiglitz-McBride fit: the whole runs and the log lines).
+// largest order and its pairing rules, minimum phase. The impulse response of
+// a curve and the Steiglitz-McBride fit are checked by the whole runs (their
+// realised response against the target) and by the log-lines table.
 #include <gtest/gtest.h>
 
 #include <cmath>
