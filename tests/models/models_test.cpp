@@ -15,7 +15,7 @@
 #include "support/test_env.h"
 
 TEST(HeadphoneType, DecisionAndPeakPickBoundaries) {
-    EXPECT_EQ(gHeadphoneType, 1);  // initial value
+    EXPECT_EQ(gHeadphoneType, 1);  // the initial value: CTest runs each test in a fresh process
     const struct {
         double f, q, h;
         int type;
