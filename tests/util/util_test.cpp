@@ -140,15 +140,15 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
 // One pole: a geometric series; a[0] = 4 divides every term on its own; the
 // complex output keeps its imaginary parts; float feed-forward stays single precision.
 TEST(Filter, DirectFormOneWithUnnormalisedDenominator) {
-    double a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], a4[1] = {4}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
+    double a[2] = {1, -0.5}, b[1] = {1}, impulse[4] = {1, 0, 0, 0}, y[4], a4[1] = {4}, a2[2] = {2, -1}, b3[3] = {1, 2, 3}, ramp[4] = {1, 1, 1, 1}, fir[4];
     float fx[4] = {1, 0, 0, 0}, fa[2] = {1, -0.5f}, fb[1] = {1}, fy[4], fa3[1] = {3}, fa2[2] = {2, -1}, fb3[3] = {1, 2, 3}, ffir[4];
     double yd[4], p1[4], p2[4], q1[4], q2[4];
-    filter(a, 2, b, 1, impulse, 4, y), filter(a4, 1, b3, 3, ramp, 4, fir), filter(a4, 1, b3, 3, fx, 4, yd), filter(fa, 2, fb, 1, fx, 4, fy);
+    filter(a, 2, b, 1, impulse, 4, y), filter(a4, 1, b3, 3, ramp, 4, fir), filter(a2, 2, b3, 3, fx, 4, yd), filter(fa, 2, fb, 1, fx, 4, fy);
     filterPair(a, 2, b, 1, impulse, ramp, 4, p1, p2), filterPair(a4, 1, b3, 3, ramp, impulse, 4, q1, q2);  // a[0] = 1 and a[0] = 4
     const std::vector<double> geometric = {1, 0.5, 0.25, 0.125}, firOut = {0.25, 0.75, 1.5, 1.5};
     EXPECT_EQ(v(y), geometric);
     EXPECT_EQ(v(fir), firOut);
-    EXPECT_EQ(v(yd), (std::vector<double>{0.25, 0.5, 0.75, 0}));  // single-precision input, x[i - k]
+    EXPECT_EQ(v(yd), (std::vector<double>{0.5, 1.25, 2.125, 1.0625}));  // single-precision input: y[i] = (b x + y[i - 1]) / 2
     EXPECT_EQ(v(fy), (std::vector<float>{1, 0.5f, 0.25f, 0.125f}));
     filter(fa3, 1, fb3, 3, fx, 4, ffir);  // feed-forward reads x[i - k], divided by a[0]
     EXPECT_EQ(v(ffir), (std::vector<float>{1.0f / 3, 2.0f / 3, 1, 0}));
