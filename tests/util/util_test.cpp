@@ -84,11 +84,14 @@ TEST(Spacing, EndIsForcedAndTheTermOrderIsKept) {
 }
 
 TEST(Interpolation, IntervalsExtrapolationKnotsAndSplines) {
-    double x[3] = {0.0, 1.0, 3.0}, y[3] = {1.0, 3.0, 7.0}, q[7] = {0.0, 0.5, 1.0, 3.0, 4.0, -1.0, NAN}, out[7] = {0, 0, 0, 0, 0, 0, 42};
-    ASSERT_EQ(interp1f(x, y, q, out, 3, 7), 0);
+    // Slopes 2 then 0.5; a huge value just before the table, which no interval reads.
+    double guarded[4] = {1e9, 0.0, 1.0, 3.0}, *x = guarded + 1, y[3] = {1.0, 3.0, 4.0}, q[8] = {0.0, 0.5, 1.0, 3.0, 4.0, 0.25, -1.0, NAN};
+    double out[8] = {0, 0, 0, 0, 0, 0, 0, 42};
+    ASSERT_EQ(interp1f(x, y, q, out, 3, 8), 0);
     // x[1] belongs to the second interval, the last knot goes through the end
-    // extrapolation, slopes continue at both ends, NaN fits no rule.
-    EXPECT_EQ(v(out), (std::vector<double>{1.0, 2.0, 3.0, 7.0, 9.0, -1.0, 42.0}));
+    // extrapolation, a query below the previous one scans from the start,
+    // slopes continue at both ends, NaN fits no rule.
+    EXPECT_EQ(v(out), (std::vector<double>{1.0, 2.0, 3.0, 4.0, 4.5, 1.5, -1.0, 42.0}));
     EXPECT_EQ(interp1f(x, y, q, out, 1, 4), 0);  // one knot: a constant
     EXPECT_EQ(out[3], 1.0);
     EXPECT_EQ(interp1f(x, y, q, out + 1, 0, 3), 0);  // none: untouched
@@ -131,7 +134,7 @@ TEST(Statistics, ClosedFormsAndNeutralSizes) {
     EXPECT_EQ(corr(x, flat, 4), 0.0);
     EXPECT_NEAR(corr(x, z, 4), 0.75 / sqrt(1.25 * 1.5), 1e-15);  // Pearson r by hand
     float in[10] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, out[3] = {-1, -1, -1}, r[2] = {3, -4}, eleven[1] = {1.1f};
-    decimate(in, 10, out, 3), decimate(in + 7, 1, out + 2, 1);  // one value is a sequence too
+    decimate(in, 10, out, 3), decimate(in + 7, 1, out + 2, 1), decimate(in + 9, 0, out, 3);  // one value is a sequence, none is not
     EXPECT_EQ(v(out), (std::vector<float>{0, 3, 7}));
     EXPECT_EQ(rms(r, 2), (float)sqrt(12.5));
     EXPECT_EQ(rms(eleven, 1), (float)sqrt((double)(1.1f * 1.1f)));  // squares rounded in single precision
