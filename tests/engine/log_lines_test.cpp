@@ -52,6 +52,14 @@ int staircase(int from) {
     return searchResonances(v.data(), f.data(), t.data(), 2048);
 }
 
+// The peak search on a zero curve with these points set.
+int peaks(std::vector<std::pair<int, double>> points) {
+    std::vector<double> v(217, 0.0), f(228, 100.0);
+    for (const auto& p : points) v[p.first] = p.second;
+    ResonanceList list = {};
+    return findResonances(v.data(), f.data(), &list);
+}
+
 // A flat 50-ohm curve with one point moved.
 int classify(int at, double ohms) {
     std::vector<double> y(228, 50.0);
@@ -110,12 +118,8 @@ const std::vector<LogCase>& cases() {
          std::vector<double> v(228), f(228), t(2048);
          for (int i = 0; i < 228; i++) v[i] = 0.01 * i + (i == 10), f[i] = 40.0 * (i + 1);
          return searchResonances(v.data(), f.data(), t.data(), 2048); }, -1},
-        {"a plateau", [] {  // two equal tops: neither is a peak
-         std::vector<double> v(217, 0.0), f(228, 100.0); ResonanceList l;
-         v[50] = v[51] = 5.0, v[49] = v[52] = 4.5, v[48] = v[53] = 2.0;
-         return findResonances(v.data(), f.data(), &l); }, -1},
-        {"no peaks", [] { std::vector<double> v(217, 0.0), f(228, 100.0); v[0] = v[215] = 9.0; ResonanceList l;
-         return findResonances(v.data(), f.data(), &l); }, -1},
+        {"a plateau", [] { return peaks({{48, 2.0}, {49, 4.5}, {50, 5.0}, {51, 5.0}, {52, 4.5}, {53, 2.0}}); }, -1},  // neither top is a peak
+        {"no peaks", [] { return peaks({{0, 9.0}, {215, 9.0}}); }, -1},
         {"new headset", [] { return curveCorrelation(curveFile("d.dat", 30, 228, 7), curveFile("r.dat", 30), 228); }, 5},
         {"identification of two points", [] { return curveCorrelation(curveFile("d.dat", 30, 2, 2), curveFile("r.dat", 40, 2, 2), 2); }, 0},
         {"no reference", [] { return curveCorrelation(curveFile("d.dat", 30), dataFile("r.dat"), 228); }, -1},
