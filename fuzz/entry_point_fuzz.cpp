@@ -1,7 +1,7 @@
 // The entry points as a handset drives them, with the input choosing what is
 // measured and how the capture goes wrong: a load (a preset with its
 // parameters perturbed within physical ranges, or a short tabulated curve),
-// the drive level, noise, capture faults (channels swapped, one channel
+// where the capture starts in the stimulus, the drive level, noise, capture faults (channels swapped, one channel
 // silent, DC, clipping, a dropout, a level step between buffers), the count
 // per call within the caller's contract, the mode, and lifecycle calls
 // between the buffers. The buffers come from the simulator, so most inputs run
@@ -84,7 +84,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input in{data, size};
     const uint8_t choice = in.byte();
     vsim::CaptureOptions options;
-    options.seed = in.byte();
+    // One stimulus for every input (making one takes milliseconds); the start offset moves.
+    options.offset = 32L * in.byte();
     options.levelDbfs = -1.0 - in.byte() % 40;
     const uint8_t noise = in.byte();
     if (noise != 0) options.snrDb = 10.0 + noise % 70;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <complex>
+#include <memory>
 
 namespace vsim {
 
@@ -13,66 +14,38 @@ static double gaussian(std::mt19937_64& rng) {
     return sqrt(-2.0 * log(1.0 - u)) * cos(2 * M_PI * v);
 }
 
-// Phase law of one comb starting at index first: the group delay runs from
-// n/2 (the middle of the analysis window) at the first index to n/2 + sweep n/2
-// at the last, which keeps the crest factor low while neighbouring components
-// stay close to antiphase, so that a Hann-windowed bin adds its neighbours
-// rather than cancelling them. The low end, where headphone resonances sit,
-// sweeps least.
-static double combPhase(int index, int first, int last, double sweep) {
-    double u = index - first, span = last - first;
-    return -M_PI * index - M_PI * sweep * u * u / (2 * span);
+// The stimulus of a seed; the last one made is kept, as a run of many
+// captures uses one seed.
+static const VandroStimulus* stimulusOf(uint64_t seed) {
+    static std::unique_ptr<VandroStimulus> last;
+    if (!last || last->seed != seed) {
+        if (!last) last.reset(new VandroStimulus);
+        vandro_stimulus_make(seed, last.get());
+    }
+    return last.get();
 }
 
-std::vector<Component> excitation(uint64_t seed) {
-    std::mt19937_64 rng(seed);
-    std::vector<Component> comps;
-    auto add = [&](int m, double amplitude, double phase) {
-        comps.push_back({m, amplitude, phase + (uniform(rng) - 0.5) * M_PI / 8});
-    };
-    // Doubled where the decimated comb shares the band (up to 950 Hz): in the
-    // one block where that comb's upper end gathers, its spill would otherwise
-    // rival a full-rate component of a high-impedance load's faint V channel.
-    for (int k = 4; k <= 162; k++) add(16 * k, k <= 11 ? 2.0 : 1.0, combPhase(k, 4, 162, 0.5));
-    for (int m = 5; m < 48; m++) add(m, 1.0, combPhase(m, 5, 47, 0.35));
-    // Between the full-rate components the decimated comb stays 15.6 dB down:
-    // enough for every decimated bin, little leakage into the full-rate bins,
-    // and never enough to cancel a full-rate component's spill into its
-    // neighbouring decimated bins. Within each run between two full-rate
-    // components the group delay sweeps the middle 3/8 of the buffer, so no
-    // single full-rate block gathers the run's energy.
-    double phase = combPhase(48, 5, 47, 0.35);
-    for (int m = 48; m <= 159; m++) {
-        double s = 0.75 * std::max(-1.0, std::min(1.0, ((m % 16) - 8) / 7.0));
-        phase += -M_PI - M_PI / 2 * s;
-        if (m < 64 || m % 16 != 0) add(m, 1.0 / 6, phase);
+// One period of the stimulus through a complex gain per tone.
+static std::vector<double> period(const VandroStimulus& st, const std::vector<std::complex<double>>& gains) {
+    const int n = VANDRO_STIMULUS_PERIOD;
+    std::vector<double> cosTable(n), sinTable(n), x(n, 0.0);
+    for (int t = 0; t < n; t++) {
+        cosTable[t] = cos(2 * M_PI * t / n);
+        sinTable[t] = sin(2 * M_PI * t / n);
     }
-    return comps;
-}
-
-// Sum of a cos(2 pi m t / 8192 + phase) over the components, for one period.
-static std::vector<double> period(const std::vector<Component>& comps,
-                                  const std::vector<std::complex<double>>& gains) {
-    std::vector<double> cosTable(kFramesPerBuffer), sinTable(kFramesPerBuffer);
-    for (int t = 0; t < kFramesPerBuffer; t++) {
-        cosTable[t] = cos(2 * M_PI * t / kFramesPerBuffer);
-        sinTable[t] = sin(2 * M_PI * t / kFramesPerBuffer);
-    }
-    std::vector<double> x(kFramesPerBuffer, 0.0);
-    for (size_t c = 0; c < comps.size(); c++) {
-        std::complex<double> g = gains[c] * std::polar(comps[c].amplitude, comps[c].phase);
-        for (int t = 0; t < kFramesPerBuffer; t++) {
-            int i = static_cast<int>((static_cast<long>(comps[c].m) * t) % kFramesPerBuffer);
+    for (int c = 0; c < st.toneCount; c++) {
+        const std::complex<double> g = gains[c] * std::polar(st.tones[c].amplitude, st.tones[c].phase);
+        for (int t = 0; t < n; t++) {
+            const int i = static_cast<int>((static_cast<long>(st.tones[c].bin) * t) % n);
             x[t] += g.real() * cosTable[i] - g.imag() * sinTable[i];
         }
     }
     return x;
 }
 
-static double peakOf(const std::vector<double>& x) {
-    double p = 0;
-    for (double v : x) p = std::max(p, fabs(v));
-    return p;
+long startOffset(const CaptureOptions& options) {
+    if (options.offset >= 0) return options.offset;
+    return static_cast<long>((options.seed * 0x9e3779b97f4a7c15ULL) >> 51);  // 0..8191
 }
 
 static double rmsOf(const std::vector<double>& x) {
@@ -104,40 +77,40 @@ bool stimulus(uint64_t seed, double levelDbfs, long frames, std::vector<int16_t>
     if (!validateOptions(options, error)) return false;
     if (levelDbfs > 0) return fail(error, "a stimulus peak above 0 dBFS would clip");
     if (frames < 1) return fail(error, "a stimulus needs at least one frame");
-    std::vector<Component> comps = excitation(seed);
-    const std::vector<double> drive = period(comps, std::vector<std::complex<double>>(comps.size(), 1.0));
-    const double scale = pow(10.0, levelDbfs / 20) / peakOf(drive) * 32768.0;
     samples->resize(static_cast<size_t>(frames));
-    for (long t = 0; t < frames; t++) {
-        const double v = std::round(drive[t % kFramesPerBuffer] * scale);
-        (*samples)[t] = static_cast<int16_t>(std::max(-32768.0, std::min(32767.0, v)));
-    }
+    uint64_t position = 0;
+    vandro_stimulus_render_s16(stimulusOf(seed), levelDbfs, &position, samples->data(), samples->size());
     return true;
 }
 
 bool openCapture(const Load& load, const CaptureOptions& options, CaptureStream* stream,
                  std::string* error) {
     if (!validateLoad(load, error) || !validateOptions(options, error)) return false;
-    std::vector<Component> comps = excitation(options.seed);
-    std::vector<std::complex<double>> drive(comps.size(), 1.0), toI(comps.size()), toV(comps.size());
-    for (size_t c = 0; c < comps.size(); c++) {
-        std::complex<double> z = impedance(load, comps[c].m * kSampleRate / kFramesPerBuffer);
+    if (options.offset < -1) return fail(error, "the start offset must not be negative");
+    const VandroStimulus& st = *stimulusOf(options.seed);
+    std::vector<std::complex<double>> toI(st.toneCount), toV(st.toneCount);
+    for (int c = 0; c < st.toneCount; c++) {
+        std::complex<double> z = impedance(load, st.tones[c].bin * kSampleRate / VANDRO_STIMULUS_PERIOD);
         toI[c] = z / (z + kSenseResistor);
         toV[c] = kSenseResistor / (z + kSenseResistor);
     }
-    const double scale = pow(10.0, options.levelDbfs / 20) / peakOf(period(comps, drive));
+    // The stimulus's peak is 1: the drive E peaks at the level asked for.
+    const double scale = pow(10.0, options.levelDbfs / 20);
     const double mismatch = pow(10.0, options.gainMismatchDb / 20);
     stream->options = options;
-    stream->periodI = period(comps, toI);
-    stream->periodV = period(comps, toV);
+    stream->periodI = period(st, toI);
+    stream->periodV = period(st, toV);
     for (double& v : stream->periodI) v *= scale;
     for (double& v : stream->periodV) v *= scale * mismatch;
     const double noise = std::isinf(options.snrDb) ? 0.0 : pow(10.0, -options.snrDb / 20);
     stream->sigmaI = rmsOf(stream->periodI) * noise;
     stream->sigmaV = rmsOf(stream->periodV) * noise;
-    // Noise and dither draw from their own stream, so the phases stay put.
-    stream->rng.seed(options.seed ^ 0x9e3779b97f4a7c15ULL);
+    // Noise and dither draw from their own stream, so the phases stay put; each
+    // start offset draws its own noise, as another capture would.
+    stream->rng.seed(options.seed ^ 0x9e3779b97f4a7c15ULL ^ static_cast<uint64_t>(startOffset(options)) << 20);
     stream->report = CaptureReport();
+    stream->report.offset = startOffset(options);
+    stream->position = stream->report.offset % VANDRO_STIMULUS_PERIOD;
     return true;
 }
 
@@ -162,7 +135,8 @@ static int16_t convert(double x, CaptureStream* s) {
 
 void nextBuffer(CaptureStream* s, int16_t* out) {
     for (int t = 0; t < kFramesPerBuffer; t++) {
-        double i = s->periodI[t], v = s->periodV[t];
+        double i = s->periodI[s->position], v = s->periodV[s->position];
+        s->position = s->position + 1 == VANDRO_STIMULUS_PERIOD ? 0 : s->position + 1;
         if (s->sigmaI > 0) i += s->sigmaI * gaussian(s->rng);
         if (s->sigmaV > 0) v += s->sigmaV * gaussian(s->rng);
         s->report.peakI = std::max(s->report.peakI, fabs(i));

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sim/load.h"
+#include "stimulus/vandro_stimulus.h"
 
 namespace vsim {
 
@@ -20,7 +21,8 @@ constexpr int kFramesPerBuffer = 8192;
 constexpr int kValuesPerBuffer = 2 * kFramesPerBuffer;
 
 struct CaptureOptions {
-    uint64_t seed = 1;            // phases of the excitation and every random draw
+    uint64_t seed = 1;            // phases of the stimulus, the start offset and every random draw
+    long offset = -1;             // frames into the played stimulus where the capture starts; -1: from the seed
     double levelDbfs = -1.0;      // peak of the drive signal E, dB re full scale
     double snrDb = INFINITY;      // white noise on each channel, dB below that channel's RMS
     double gainMismatchDb = 0.0;  // V channel gain relative to I
@@ -30,35 +32,26 @@ struct CaptureOptions {
 
 struct CaptureReport {
     long buffers = 0;
+    long offset = 0;          // frames into the played stimulus where the capture started
     long clippedSamples = 0;  // samples limited by the clip level or by int16
     double peakI = 0, peakV = 0;  // largest |sample| before quantisation, full scale = 1
 };
 
-// One excitation component on the 8192-frame period: index m is m x 44100/8192 Hz.
-struct Component {
-    int m;
-    double amplitude;  // relative to the full-rate comb
-    double phase;      // radians
-};
+// Where a capture starts when no offset is asked for: anywhere in a period,
+// fixed by the seed, as on a real path where the latency decides.
+long startOffset(const CaptureOptions& options);
 
-// The excitation: a comb on every full-rate bin 4..162 (period 512 frames, so
-// every analysis block sees it whole) and a comb on the decimated bins 5..159
-// that the first one does not cover (period 8192 frames). Each comb's phases
-// place its energy in the middle of its analysis window, so no Hann-windowed bin
-// cancels, and are perturbed by the seed. The level leaves even a 10 kohm line
-// input (V at 0.27 % of the drive) above every acceptance threshold.
-std::vector<Component> excitation(uint64_t seed);
-
-// The drive signal E alone, what a handset plays: the excitation's
-// 8192-frame period repeated over frames frames, peak at levelDbfs, as mono
-// int16 samples; false with a reason for bad parameters.
+// The drive signal E alone, what a handset plays: the stimulus over frames
+// frames from its start, peak at levelDbfs, as mono int16 samples; false with
+// a reason for bad parameters.
 bool stimulus(uint64_t seed, double levelDbfs, long frames, std::vector<int16_t>* samples,
               std::string* error);
 
 // A running capture: one period of each channel plus the noise generator.
 struct CaptureStream {
     CaptureOptions options;
-    std::vector<double> periodI, periodV;  // one 8192-frame period, full scale = 1
+    std::vector<double> periodI, periodV;  // one stimulus period, full scale = 1
+    long position = 0;                     // frame of the period the next buffer starts at
     double sigmaI = 0, sigmaV = 0;         // noise standard deviations
     std::mt19937_64 rng;
     CaptureReport report;
