@@ -73,6 +73,7 @@ bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, c
     info->sourceNote = load.note;
     info->simulated = true;
     info->seed = options.seed;
+    info->offset = stream.report.offset;
     info->levelDbfs = options.levelDbfs;
     info->snrDb = options.snrDb;
     *run = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, mode, showProgress);
@@ -99,13 +100,15 @@ struct Item {
 };
 
 // Runs one item into a report; false with the reason it could not run.
-static bool runItem(const Item& item, int mode, const RunInfo& base, Report* rep, std::string* error) {
+static bool runItem(const Item& item, int mode, long offset, const RunInfo& base, Report* rep, std::string* error) {
     RunInfo info = base;
     info.source = item.name;
     SessionResult run;
     vsim::Load load;
     if (item.isLoad) {
-        if (!simulateLoadFile(item.name, mode, vsim::CaptureOptions(), false, &info, &run, &load, error)) return false;
+        vsim::CaptureOptions simulated;
+        simulated.offset = offset;
+        if (!simulateLoadFile(item.name, mode, simulated, false, &info, &run, &load, error)) return false;
     } else {
         std::vector<int16_t> samples;
         if (!loadCapture(item.name, &samples, error)) return false;
@@ -125,6 +128,10 @@ int runBatch(const std::vector<std::string>& captures, const std::vector<std::st
     for (const std::string& l : loads) items.push_back({l, true});
     if (items.empty()) {
         fprintf(stderr, "vandro: batch: no captures or loads given\n");
+        return kExitUsage;
+    }
+    if (options.offset >= 0 && !captures.empty()) {
+        fprintf(stderr, "vandro: batch: --offset applies to simulated curves (--load), not to captures\n");
         return kExitUsage;
     }
     std::ofstream csv(options.csv);
@@ -147,7 +154,7 @@ int runBatch(const std::vector<std::string>& captures, const std::vector<std::st
         Report rep;
         std::string error;
         int itemStatus;
-        if (runItem(item, mode, base, &rep, &error)) {
+        if (runItem(item, mode, options.offset, base, &rep, &error)) {
             const DiagnosticRecord& d = *rep.run.record;
             csv << csvField(item.name) << "," << rep.run.result << ","
                 << csvField(resultMeaning(rep.run.result, base.mode, rep.run.inputEnded)) << "," << rep.run.buffers

@@ -14,6 +14,7 @@
 struct BatchOptions {
     std::string csv;    // one row per capture
     std::string jsonl;  // one JSON report per line, or empty
+    long offset = -1;   // start offset of the simulated curves (--load); -1: from the seed
 };
 
 // A capture: a 2-channel WAV file, or a folder holding rawDataI.dat and rawDataV.dat.

@@ -210,6 +210,9 @@ static int run(int argc, char** argv) {
         ->check(CLI::Range(0.0, 1.8e19))->capture_default_str();
     measure->add_option("--level", options.levelDbfs, "drive peak in dBFS")
         ->check(CLI::Range(-120.0, 0.0))->capture_default_str();
+    measure->add_option("--offset", options.offset,
+                        "start the capture this many frames into the played stimulus (default: from the seed)")
+        ->check(CLI::NonNegativeNumber);
     measure->add_option("--snr", options.snrDb, "noise on each channel, dB below its RMS (default: none)")
         ->check(CLI::Range(-60.0, 200.0));
     CLI::App* replay = app.add_subcommand("replay", "run the library on captured data: FILE.wav, or rawDataI.dat rawDataV.dat");
@@ -246,6 +249,8 @@ static int run(int argc, char** argv) {
     batch->add_option("--load", loads, "measured impedance curves to simulate, one row each")->check(fileName);
     batch->add_option("--csv", batchOptions.csv, "one row per capture")->required()->check(fileName);
     batch->add_option("--jsonl", batchOptions.jsonl, "one JSON report per line")->check(fileName);
+    batch->add_option("--offset", batchOptions.offset, "start offset in frames of the simulated curves (--load)")
+        ->check(CLI::NonNegativeNumber);
     batch->add_option("--mode", mode, "fit, identify or curve")
         ->check(CLI::IsMember({"fit", "identify", "curve"}))->capture_default_str();
     CLI::App* def = app.add_subcommand("default", "make the last measured curve the identification reference");

@@ -141,7 +141,7 @@ void printReport(const Report& rep) {
     printf("vandro %s: %s, mode %s\n", info.command.c_str(), info.source.c_str(), info.mode.c_str());
     if (!info.sourceNote.empty()) printf("  %s\n", info.sourceNote.c_str());
     if (info.simulated)
-        printf("  seed %lu, level %.1f dBFS, %s\n", info.seed, info.levelDbfs,
+        printf("  seed %lu, start offset %ld frames, level %.1f dBFS, %s\n", info.seed, info.offset, info.levelDbfs,
                std::isinf(info.snrDb) ? "no noise" : ("SNR " + std::to_string(info.snrDb) + " dB").c_str());
     printCapture(r.capture);
     printf("Result %d: %s\n", r.result, resultMeaning(r.result, info.mode, r.inputEnded).c_str());
@@ -221,6 +221,7 @@ std::string reportJson(const Report& rep) {
     j["source"] = {{"name", info.source}, {"note", info.sourceNote}, {"simulated", info.simulated}};
     if (info.simulated) {
         j["source"]["seed"] = info.seed;
+        j["source"]["offset"] = info.offset;
         j["source"]["level_dbfs"] = info.levelDbfs;
         j["source"]["snr_db"] = number(info.snrDb);
     }

@@ -29,6 +29,7 @@ struct RunInfo {
     std::string storageRoot;
     unsigned long seed = 0;
     double levelDbfs = 0, snrDb = 0;
+    long offset = 0;          // frames into the stimulus where the simulated capture started
     bool simulated = false;
 };
 
