@@ -43,6 +43,8 @@ static std::vector<double> period(const VandroStimulus& st, const std::vector<st
     return x;
 }
 
+double stimulusCrest(uint64_t seed) { return stimulusOf(seed)->crest; }
+
 long startOffset(const CaptureOptions& options) {
     if (options.offset >= 0) return options.offset;
     return static_cast<long>((options.seed * 0x9e3779b97f4a7c15ULL) >> 51);  // 0..8191

@@ -46,6 +46,8 @@ long startOffset(const CaptureOptions& options);
 // a reason for bad parameters.
 bool stimulus(uint64_t seed, double levelDbfs, long frames, std::vector<int16_t>* samples,
               std::string* error);
+// Peak over RMS of the stimulus of a seed.
+double stimulusCrest(uint64_t seed);
 
 // A running capture: one period of each channel plus the noise generator.
 struct CaptureStream {

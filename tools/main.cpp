@@ -161,8 +161,10 @@ static int writeStimulus(const std::string& path, double seconds, const vsim::Ca
     if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) ||
         !vsim::writeMonoWav(path, samples, &err))
         return fail(err);
-    printf("Stimulus: %s (%.1f s, mono 16-bit 44.1 kHz, peak %.1f dBFS, seed %lu)\n", path.c_str(),
-           frames / vsim::kSampleRate, options.levelDbfs, static_cast<unsigned long>(options.seed));
+    const double crest = vsim::stimulusCrest(options.seed);
+    printf("Stimulus: %s (%.1f s, mono 16-bit 44.1 kHz, peak %.1f dBFS, crest factor %.2f (%.1f dB), seed %lu)\n",
+           path.c_str(), frames / vsim::kSampleRate, options.levelDbfs, crest, 20 * log10(crest),
+           static_cast<unsigned long>(options.seed));
     return kExitDone;
 }
 

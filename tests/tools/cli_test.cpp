@@ -68,7 +68,7 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
         count++;
     }
-    EXPECT_EQ(count, 15);
+    EXPECT_EQ(count, 16);
     ASSERT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o.flac"}).status, 0);  // the format its name asks for
     char magic[4] = {};
     std::ifstream(dir + "o.flac", std::ios::binary).read(magic, 4);
@@ -78,12 +78,13 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
 // The report agrees with the library's files; what a run fed, saved as a WAV
 // and as raw files, replays to the same 25 coefficients; identification and apply.
 TEST_F(Cli, ReportsSavedCapturesIdentificationAndApply) {
-    const CliRun m = vandro({"measure", "--preset", "dual-ba", "--save-wav", dir + "fed.wav", "--save-raw", dir + "raw",
-                             "--json", dir + "m.json"});
+    const CliRun m = vandro({"measure", "--preset", "dual-ba", "--offset", "12345", "--save-wav", dir + "fed.wav",
+                             "--save-raw", dir + "raw", "--json", dir + "m.json"});
     ASSERT_EQ(m.status, 0) << m.err;
     const json direct = readJson(dir + "m.json");
     EXPECT_EQ(direct["schema"], 1);
     EXPECT_EQ(direct["buffers"], 38);
+    EXPECT_EQ(direct["source"]["offset"], 12345);
     EXPECT_EQ(direct["headphone_type_name"], "in-ear");
     std::vector<double> onDisk(228);
     ASSERT_EQ(importCurve(dataFile("device_impedance.dat").c_str(), onDisk.data(), 228), 0);
