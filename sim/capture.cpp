@@ -35,9 +35,10 @@ static std::vector<double> period(const VandroStimulus& st, const std::vector<st
     }
     for (int c = 0; c < st.toneCount; c++) {
         const std::complex<double> g = gains[c] * std::polar(st.tones[c].amplitude, st.tones[c].phase);
-        for (int t = 0; t < n; t++) {
-            const int i = static_cast<int>((static_cast<long>(st.tones[c].bin) * t) % n);
+        for (int t = 0, i = 0; t < n; t++) {
             x[t] += g.real() * cosTable[i] - g.imag() * sinTable[i];
+            i += st.tones[c].bin;
+            if (i >= n) i -= n;
         }
     }
     return x;
@@ -47,7 +48,7 @@ double stimulusCrest(uint64_t seed) { return stimulusOf(seed)->crest; }
 
 long startOffset(const CaptureOptions& options) {
     if (options.offset >= 0) return options.offset;
-    return static_cast<long>((options.seed * 0x9e3779b97f4a7c15ULL) >> 51);  // 0..8191
+    return static_cast<long>(((options.seed * 0x9e3779b97f4a7c15ULL) >> 32) % VANDRO_STIMULUS_PERIOD);
 }
 
 static double rmsOf(const std::vector<double>& x) {

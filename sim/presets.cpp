@@ -16,8 +16,7 @@ static std::vector<Load> makePresets() {
     withResonance(earbud, 1.5, 8500.0, 5.0);   // vent
     p.push_back(annotated(earbud,
         "32 ohm earbud sitting in the concha: nominal 32 ohm, fs 110 Hz, strong broad low "
-        "peak near 70 ohm, small peaks at 2.5, 5.8 and 8.5 kHz. Whole job: in-ear (type 1: the first resonance found is a "
-        "small step of the low-band reading near 54 Hz, q 5.2), result 1"));
+        "peak near 70 ohm, small peaks at 2.5, 5.8 and 8.5 kHz. Whole job: concha (type 0), result 1"));
 
     Load inear = movingCoil("inear-16", 15.0, 0.05e-3, 160.0, 4.0, 20.0);
     withResonance(inear, 1.2, 1200.0, 3.0);    // ear-canal coupling
@@ -46,7 +45,7 @@ static std::vector<Load> makePresets() {
     withResonance(closed64, 1.2, 8800.0, 5.0);
     p.push_back(annotated(closed64,
         "64 ohm closed studio headphone: nominal 64 ohm, fs 70 Hz, peak ~130 ohm. Whole job: "
-        "in-ear (type 1: the first resonance found, near 81 Hz, is sharp, q 7.7), result 1"));
+        "concha (type 0: its low resonance is broad and tall), result 1"));
 
     Load open300 = movingCoil("open-300", 290.0, 0.5e-3, 95.0, 2.5, 3.45);
     withResonance(open300, 3.0, 2800.0, 3.0);

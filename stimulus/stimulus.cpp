@@ -4,8 +4,15 @@
 // quarter of each neighbour's, with phases that depend on where the block
 // starts; two tones in reach of one bin therefore add or cancel with the start
 // offset. Here every tone is three bins from the next on the grid that
-// analyses it, so each bin reaches exactly one tone, and a magnitude does not
-// depend on the phase.
+// analyses it, so each bin reaches one tone, and a magnitude does not depend
+// on the phase.
+//
+// What is left is small: the library's window is symmetric (its length - 1 in
+// the denominator), so a bin also hears the tone two bins away, about 0.1 %,
+// and decimation folds 1.4..2.8 kHz tones onto low ones. Both mixes depend on
+// the start. Each tone therefore sits a few turns per period off its bin: the
+// phase between two tones in reach of one bin then turns a whole number of
+// times over the 38 buffers a measurement averages, and the mix cancels.
 #include "stimulus/vandro_stimulus.h"
 
 #include <math.h>
@@ -13,19 +20,31 @@
 #include <string.h>
 
 static const int kPeriod = VANDRO_STIMULUS_PERIOD;
-static const int kMask = VANDRO_STIMULUS_PERIOD - 1;  // the period is a power of two
+static const int kTurns = VANDRO_STIMULUS_TURNS;
+// Phases are shaped on buffer-long views, where each tone sits on its buffer bin.
+static const int kBuffer = VANDRO_STIMULUS_BUFFER;
+static const int kBufferMask = VANDRO_STIMULUS_BUFFER - 1;  // a power of two
 static const double kPi = 3.14159265358979323846;
 
 // The full-rate comb: bins 4, 7, ..., 160 of the 512-frame grid, i.e. every
-// 48th bin of the period. One in three is enough because each tone also serves
+// 48th bin of a buffer. One in three is enough because each tone also serves
 // the bin on either side. The phase the comb starts on (4 = 1 mod 3) puts the
 // images that decimation folds down from 1.4..2.8 kHz (512 - 16k for tone k)
 // onto tones of the same comb rather than beside them.
 static const int kFullStride = 16;
 static const int kFullFirst = 4, kFullLast = 160, kCombStep = 3;
-// The decimated comb: bins 7, 10, ..., 157 of the period, covering the
+// The decimated comb: bins 7, 10, ..., 157 of a buffer, covering the
 // decimated grid's bins 6..158; where a full-rate tone already sits it is left out.
 static const int kDecFirst = 7, kDecLast = 157;
+// A tone's turns per period, from its place p on the comb of every third
+// buffer bin (bin 7 + 3p): (4p + 1) mod 7. Tones 1, 2 or 3 places apart differ
+// by 4, 1 or 5 turns, and full-rate neighbours (16, 32, 48 places apart) by 1,
+// 2 or 3, so every tone turns against those in reach of its bins. A tone and
+// the image that decimation folds onto it sit at places that add to 166, so
+// their turns add to 1 or 8 and never cancel. The loud full-rate tones at 344
+// and 603 Hz get 0 and 1 turns, the fewest: off its bin a tone leaks more into
+// the bins two away, and theirs would drown their quiet neighbours.
+static const int kTurnCycle = 7, kTurnStep = 4, kTurnShift = 1;
 // Full-rate tones up to bin 10 (861 Hz) share their blocks with the decimated
 // comb; louder, they keep their bins' magnitudes steady from block to block.
 static const int kSharedLast = 10;
@@ -36,9 +55,11 @@ static const double kSharedGain = 6.0;
 static const double kDecSlope = -0.55, kDecShared = 0.75;
 static const int kDecSharedFirst = 40;
 // Crest-factor reduction: clip at this multiple of the RMS, keep the phases of
-// what remains, repeat.
-static const double kClipRms = 1.4;
-static const int kClipRounds = 40;
+// what remains, repeat. The tone groups turn against one another, so each
+// round clips the buffers at several places in the period at once.
+static const double kClipRms = 1.3;
+static const int kClipRounds = 24;
+static const int kClipViews = 8;
 
 // splitmix64: the same phases from the same seed on every platform.
 static uint64_t nextRandom(uint64_t* state) {
@@ -48,8 +69,9 @@ static uint64_t nextRandom(uint64_t* state) {
     return z ^ (z >> 31);
 }
 
+// bin: cycles per buffer; the tone's own bin is in cycles per period.
 static void addTone(VandroStimulus* s, int bin, double amplitude) {
-    s->tones[s->toneCount].bin = bin;
+    s->tones[s->toneCount].bin = kTurns * bin + (kTurnStep * ((bin - kDecFirst) / kCombStep) + kTurnShift) % kTurnCycle;
     s->tones[s->toneCount].amplitude = amplitude;
     s->tones[s->toneCount].phase = 0.0;
     s->toneCount++;
@@ -65,50 +87,117 @@ static void layTones(VandroStimulus* s) {
     }
 }
 
-// x[t] = sum of a cos(2 pi bin t / period + phase), from the tables c and sn.
-static void synthesize(const VandroStimulus* s, const double* c, const double* sn, double* x) {
-    memset(x, 0, sizeof(double) * kPeriod);
-    for (int n = 0; n < s->toneCount; n++) {
-        const VandroStimulusTone* t = &s->tones[n];
-        const double re = t->amplitude * cos(t->phase), im = t->amplitude * sin(t->phase);
-        for (int f = 0, i = 0; f < kPeriod; f++, i = (i + t->bin) & kMask) x[f] += re * c[i] - im * sn[i];
-    }
-}
-
-// Each tone takes the phase that x has at its bin.
-static void takePhases(VandroStimulus* s, const double* c, const double* sn, const double* x) {
-    for (int n = 0; n < s->toneCount; n++) {
-        double re = 0.0, im = 0.0;
-        for (int f = 0, i = 0; f < kPeriod; f++, i = (i + s->tones[n].bin) & kMask) {
-            re += x[f] * c[i];
-            im += x[f] * sn[i];
-        }
-        s->tones[n].phase = atan2(-im, re);
-    }
-}
-
-static double rmsOf(const double* x) {
+static double rmsOf(const double* x, int n) {
     double sum = 0.0;
-    for (int f = 0; f < kPeriod; f++) sum += x[f] * x[f];
-    return sqrt(sum / kPeriod);
+    for (int f = 0; f < n; f++) sum += x[f] * x[f];
+    return sqrt(sum / n);
 }
 
-static double peakOf(const double* x) {
+static double peakOf(const double* x, int n) {
     double peak = 0.0;
-    for (int f = 0; f < kPeriod; f++) peak = fabs(x[f]) > peak ? fabs(x[f]) : peak;
+    for (int f = 0; f < n; f++) peak = fabs(x[f]) > peak ? fabs(x[f]) : peak;
     return peak;
 }
 
-// Random phases, then rounds of clipping: a low crest factor, whatever the seed.
-static void shapePhases(VandroStimulus* s, const double* c, const double* sn, double* x) {
+static int turnsOf(const VandroStimulusTone* t) { return t->bin % kTurns; }
+
+// Each turn group's complex sum over one buffer, the tones on their buffer
+// bins: z[g][f] = sum of a exp(i (2 pi bin f / buffer + phase)), from the
+// buffer-long tables c and sn. z holds kTurnCycle x kBuffer values.
+static void synthesizeGroups(const VandroStimulus* s, const double* c, const double* sn, double* zr, double* zi) {
+    memset(zr, 0, sizeof(double) * kTurnCycle * kBuffer);
+    memset(zi, 0, sizeof(double) * kTurnCycle * kBuffer);
+    for (int n = 0; n < s->toneCount; n++) {
+        const VandroStimulusTone* t = &s->tones[n];
+        const int bin = t->bin / kTurns;
+        double* gr = zr + turnsOf(t) * kBuffer;
+        double* gi = zi + turnsOf(t) * kBuffer;
+        const double re = t->amplitude * cos(t->phase), im = t->amplitude * sin(t->phase);
+        for (int f = 0, i = 0; f < kBuffer; f++, i = (i + bin) & kBufferMask) {
+            gr[f] += re * c[i] - im * sn[i];
+            gi[f] += re * sn[i] + im * c[i];
+        }
+    }
+}
+
+// The buffer `view` of kClipViews into the period, each group turned by its
+// share of the period, clipped; what remains is added to the groups' sums
+// (wr, wi) turned back.
+static void clipView(int view, const double* zr, const double* zi, double* x, double* wr, double* wi) {
+    double cr[kTurnCycle], ci[kTurnCycle];
+    for (int g = 0; g < kTurnCycle; g++) {
+        const double angle = 2.0 * kPi * g * view / kClipViews;
+        cr[g] = cos(angle);
+        ci[g] = sin(angle);
+    }
+    for (int f = 0; f < kBuffer; f++) {
+        x[f] = 0.0;
+        for (int g = 0; g < kTurnCycle; g++) x[f] += cr[g] * zr[g * kBuffer + f] - ci[g] * zi[g * kBuffer + f];
+    }
+    const double limit = kClipRms * rmsOf(x, kBuffer);
+    for (int f = 0; f < kBuffer; f++) {
+        const double y = x[f] > limit ? limit : (x[f] < -limit ? -limit : x[f]);
+        for (int g = 0; g < kTurnCycle; g++) {
+            wr[g * kBuffer + f] += cr[g] * y;
+            wi[g * kBuffer + f] -= ci[g] * y;
+        }
+    }
+}
+
+// Each tone takes the phase that its group's clipped sum has at its buffer bin.
+static void takePhases(VandroStimulus* s, const double* c, const double* sn, const double* wr, const double* wi) {
+    for (int n = 0; n < s->toneCount; n++) {
+        const int bin = s->tones[n].bin / kTurns;
+        const double* gr = wr + turnsOf(&s->tones[n]) * kBuffer;
+        const double* gi = wi + turnsOf(&s->tones[n]) * kBuffer;
+        double re = 0.0, im = 0.0;
+        for (int f = 0, i = 0; f < kBuffer; f++, i = (i + bin) & kBufferMask) {
+            re += gr[f] * c[i] + gi[f] * sn[i];
+            im += gi[f] * c[i] - gr[f] * sn[i];
+        }
+        s->tones[n].phase = atan2(im, re);
+    }
+}
+
+// Random phases, then rounds of clipping: a low crest factor, whatever the
+// seed. work holds 5 x kTurnCycle x kBuffer values.
+static_assert(5 * kTurnCycle * kBuffer <= kPeriod, "the period's buffer is the shaping's work space");
+static void shapePhases(VandroStimulus* s, const double* c, const double* sn, double* work) {
+    double* zr = work;
+    double* zi = zr + kTurnCycle * kBuffer;
+    double* wr = zi + kTurnCycle * kBuffer;
+    double* wi = wr + kTurnCycle * kBuffer;
+    double* x = wi + kTurnCycle * kBuffer;
     uint64_t state = s->seed;
     for (int n = 0; n < s->toneCount; n++)
         s->tones[n].phase = 2.0 * kPi * (double)(nextRandom(&state) >> 11) / 9007199254740992.0;
     for (int round = 0; round < kClipRounds; round++) {
-        synthesize(s, c, sn, x);
-        const double limit = kClipRms * rmsOf(x);
-        for (int f = 0; f < kPeriod; f++) x[f] = x[f] > limit ? limit : (x[f] < -limit ? -limit : x[f]);
-        takePhases(s, c, sn, x);
+        synthesizeGroups(s, c, sn, zr, zi);
+        memset(wr, 0, sizeof(double) * kTurnCycle * kBuffer);
+        memset(wi, 0, sizeof(double) * kTurnCycle * kBuffer);
+        for (int view = 0; view < kClipViews; view++) clipView(view, zr, zi, x, wr, wi);
+        takePhases(s, c, sn, wr, wi);
+    }
+}
+
+// The whole period, turning tones and all, into x; c and sn span the period.
+static void synthesizePeriod(const VandroStimulus* s, const double* c, const double* sn, double* x) {
+    memset(x, 0, sizeof(double) * kPeriod);
+    for (int n = 0; n < s->toneCount; n++) {
+        const VandroStimulusTone* t = &s->tones[n];
+        const double re = t->amplitude * cos(t->phase), im = t->amplitude * sin(t->phase);
+        for (int f = 0, i = 0; f < kPeriod; f++) {
+            x[f] += re * c[i] - im * sn[i];
+            i += t->bin;
+            if (i >= kPeriod) i -= kPeriod;
+        }
+    }
+}
+
+static void fillTable(double* c, double* sn, int n) {
+    for (int i = 0; i < n; i++) {
+        c[i] = cos(2.0 * kPi * i / n);
+        sn[i] = sin(2.0 * kPi * i / n);
     }
 }
 
@@ -116,25 +205,27 @@ int vandro_stimulus_make(uint64_t seed, VandroStimulus* s) {
     if (s == NULL) return -1;
     double* c = (double*)malloc(sizeof(double) * kPeriod);
     double* sn = (double*)malloc(sizeof(double) * kPeriod);
-    if (c == NULL || sn == NULL) {
+    double* x = (double*)malloc(sizeof(double) * kPeriod);
+    if (c == NULL || sn == NULL || x == NULL) {
         free(c);
         free(sn);
+        free(x);
         return -1;
-    }
-    for (int i = 0; i < kPeriod; i++) {
-        c[i] = cos(2.0 * kPi * i / kPeriod);
-        sn[i] = sin(2.0 * kPi * i / kPeriod);
     }
     s->seed = seed;
     layTones(s);
-    shapePhases(s, c, sn, s->period);
-    synthesize(s, c, sn, s->period);
-    const double peak = peakOf(s->period);
+    fillTable(c, sn, kBuffer);
+    shapePhases(s, c, sn, x);  // x serves as work space first
+    fillTable(c, sn, kPeriod);
+    synthesizePeriod(s, c, sn, x);
+    const double peak = peakOf(x, kPeriod);
     for (int n = 0; n < s->toneCount; n++) s->tones[n].amplitude /= peak;
-    for (int f = 0; f < kPeriod; f++) s->period[f] /= peak;
-    s->crest = 1.0 / rmsOf(s->period);
+    for (int f = 0; f < kPeriod; f++) x[f] /= peak;
+    s->crest = 1.0 / rmsOf(x, kPeriod);
+    for (int f = 0; f < kPeriod; f++) s->period[f] = (float)x[f];
     free(c);
     free(sn);
+    free(x);
     return 0;
 }
 

@@ -1,10 +1,12 @@
 /* The measurement stimulus: what the handset plays into the headset while
- * libvandro measures it. One 8192-frame period at 44100 Hz, repeated: two
- * sparse combs of tones, one for each of the library's analysis grids, spaced
- * so that every analysed bin holds exactly one tone. A bin's magnitude then
- * does not depend on where the capture starts, so neither does the curve.
+ * libvandro measures it, at 44100 Hz. Two sparse combs of tones, one for each
+ * of the library's analysis grids, spaced so that every analysed bin holds one
+ * tone; a bin's magnitude then does not depend on where the capture starts.
+ * Each tone also sits 0..6 turns per 38 buffers off its bin, so that the small
+ * leak between neighbouring tones cancels over a measurement's 38 buffers
+ * instead of depending on the start. The signal repeats every 38 buffers.
  *
- * Making the tables allocates and takes some milliseconds; rendering from
+ * Making the tables allocates and takes about 0.2 s; rendering from
  * them never allocates, locks or blocks, and is safe on an audio thread.
  * Depends on the C library alone. */
 #ifndef VANDRO_STIMULUS_H
@@ -18,21 +20,25 @@ extern "C" {
 #endif
 
 #define VANDRO_STIMULUS_RATE 44100    /* frames per second */
-#define VANDRO_STIMULUS_PERIOD 8192   /* frames; tone t sits at bin / period cycles per frame */
+#define VANDRO_STIMULUS_BUFFER 8192   /* frames in one buffer the library analyses */
+#define VANDRO_STIMULUS_TURNS 38      /* buffers in one period */
+/* frames in one period (311296, 7.06 s); tone t sits at bin / period cycles per frame */
+#define VANDRO_STIMULUS_PERIOD (VANDRO_STIMULUS_BUFFER * VANDRO_STIMULUS_TURNS)
 #define VANDRO_STIMULUS_MAX_TONES 128
 
 typedef struct VandroStimulusTone {
-    int bin;           /* cycles per period: bin x 44100 / 8192 Hz */
+    int bin;           /* cycles per period: bin x 44100 / VANDRO_STIMULUS_PERIOD Hz */
     double amplitude;  /* in the period's units (peak 1) */
     double phase;      /* radians, of cos at frame 0 */
 } VandroStimulusTone;
 
-/* The precomputed tables: the tones and one period, its peak at 1. */
+/* The precomputed tables: the tones and one period, its peak at 1. About
+ * 1.2 MiB: allocate it, never put it on a stack. */
 typedef struct VandroStimulus {
     uint64_t seed;
     int toneCount;
     VandroStimulusTone tones[VANDRO_STIMULUS_MAX_TONES];
-    double period[VANDRO_STIMULUS_PERIOD];
+    float period[VANDRO_STIMULUS_PERIOD];
     double crest; /* peak / RMS of the period */
 } VandroStimulus;
 

@@ -19,14 +19,14 @@ struct PresetCase {
 };
 
 static const PresetCase kPresets[] = {
-    {"earbud-32", 1, 1, "VandroCalc-Models: int notch(", 0.01},
+    {"earbud-32", 1, 0, "VandroCalc-Models: int treble(", 0.1},
     {"inear-16", 1, 1, "", 0.01},
     {"dual-ba", 1, 1, "", 0.2},
     {"quad-ba-9", 1, 1, "VandroCalc-Models: int notch(", 0.01},
-    {"closed-64", 1, 1, "VandroCalc-Models: int notch(", 0.01},
+    {"closed-64", 1, 0, "VandroCalc-Models: int notch(", 0.1},
     {"gaming-24", 1, 0, "VandroCalc-Models: int notch(", 0.3},
-    {"open-300", 4, -1, "VandroCalc: yNew[0] = 301.51", 0},
-    {"closed-250", 4, -1, "VandroCalc: yNew[0] = 264.80", 0},
+    {"open-300", 4, -1, "VandroCalc: yNew[0] = 301.43", 0},
+    {"closed-250", 4, -1, "VandroCalc: yNew[0] = 264.75", 0},
     {"resistor-32", 4, -1, "VandroCalc: Imp variation range = 0.00 -> classified as resistor.", 0},
     // 10 kohm overflows the smoothing's power mean: rejected as a resistor.
     {"line-in", 4, -1, "VandroCalc: Imp variation range = 0.00 -> classified as resistor.", 0},
