@@ -49,6 +49,10 @@ static const int kTurnCycle = 7, kTurnStep = 4, kTurnShift = 1;
 // comb; louder, they keep their bins' magnitudes steady from block to block.
 static const int kSharedLast = 10;
 static const double kSharedGain = 6.0;
+// Their decimated neighbours are twice as loud: the bin between a loud tone and
+// its neighbour hears the loud one two bins away, and while the two turn
+// against each other that leak must not sink the bin below its acceptance floor.
+static const double kBesideLoudGain = 2.0;
 // The decimated tones follow the rise of the decimated grid's acceptance floor
 // towards its lowest bins (about bin^-0.55), and are quieter where the
 // 512-frame blocks see them too (from bin 40, 215 Hz on).
@@ -77,13 +81,20 @@ static void addTone(VandroStimulus* s, int bin, double amplitude) {
     s->toneCount++;
 }
 
+static bool isLoudTone(int bin) {
+    return bin % kFullStride == 0 && bin / kFullStride >= kFullFirst && bin / kFullStride <= kSharedLast;
+}
+
+static bool besideLoudTone(int bin) { return isLoudTone(bin - kCombStep) || isLoudTone(bin + kCombStep); }
+
 static void layTones(VandroStimulus* s) {
     s->toneCount = 0;
     for (int k = kFullFirst; k <= kFullLast; k += kCombStep)
-        addTone(s, kFullStride * k, k <= kSharedLast ? kSharedGain : 1.0);
+        addTone(s, kFullStride * k, isLoudTone(kFullStride * k) ? kSharedGain : 1.0);
     for (int m = kDecFirst; m <= kDecLast; m += kCombStep) {
         if (m % kFullStride == 0 && m / kFullStride >= kFullFirst) continue;
-        addTone(s, m, pow(m / (double)kFullStride, kDecSlope) * (m < kDecSharedFirst ? 1.0 : kDecShared));
+        const double gain = (m < kDecSharedFirst ? 1.0 : kDecShared) * (besideLoudTone(m) ? kBesideLoudGain : 1.0);
+        addTone(s, m, pow(m / (double)kFullStride, kDecSlope) * gain);
     }
 }
 

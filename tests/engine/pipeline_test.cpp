@@ -25,8 +25,8 @@ static const PresetCase kPresets[] = {
     {"quad-ba-9", 1, 1, "VandroCalc-Models: int notch(", 0.01},
     {"closed-64", 1, 0, "VandroCalc-Models: int notch(", 0.1},
     {"gaming-24", 1, 0, "VandroCalc-Models: int notch(", 0.3},
-    {"open-300", 4, -1, "VandroCalc: yNew[0] = 301.43", 0},
-    {"closed-250", 4, -1, "VandroCalc: yNew[0] = 264.75", 0},
+    {"open-300", 4, -1, "VandroCalc: yNew[0] = 301.42", 0},
+    {"closed-250", 4, -1, "VandroCalc: yNew[0] = 264.72", 0},
     {"resistor-32", 4, -1, "VandroCalc: Imp variation range = 0.00 -> classified as resistor.", 0},
     // 10 kohm overflows the smoothing's power mean: rejected as a resistor.
     {"line-in", 4, -1, "VandroCalc: Imp variation range = 0.00 -> classified as resistor.", 0},
