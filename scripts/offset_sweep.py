@@ -4,7 +4,7 @@ played stimulus and the capture, and tells per load whether every start
 finishes, how many buffers it takes, and how far the device curves of the
 different starts lie apart. Any failure is one line on stderr and status 1.
 
-    offset_sweep.py --vandro PROGRAM [--step FRAMES] [--csv FILE] [--plot FILE]
+    offset_sweep.py --vandro PROGRAM [--full | --step FRAMES] [--csv FILE] [--plot FILE]
                     [--before CSV] [--snr DB] [--rotate DIR] LOAD...
     offset_sweep.py --from CSV --plot FILE [--before CSV]     (draw a sweep again)
 
@@ -12,8 +12,8 @@ A LOAD is a preset name or a measured curve file (.csv, .txt, .zma). By
 default each start is simulated by the program (measure --offset). With
 --rotate, for a program without --offset, each load's capture is simulated
 once from the stimulus's start (--save-wav into DIR), then cut at every
-offset by rotating its first period, and replayed: the same captures, since a
-noiseless capture repeats with the stimulus."""
+offset by rotating its first 8192 frames, and replayed: the same captures for
+a stimulus that repeats every buffer, as the one before the turning tones did."""
 import argparse
 import csv
 import json
@@ -22,9 +22,13 @@ import subprocess
 import sys
 import wave
 
-PERIOD = 8192             # frames of one stimulus period
+BUFFER = 8192             # frames the library analyses at a time
+PERIOD = 38 * BUFFER      # frames of one stimulus period
 MAX_BUFFERS = 120         # the library answers 2 after this many
-COARSE_STEP = PERIOD // 16 + PERIOD // 256   # 16 starts, each at another place in a 512-frame block
+# 16 (--full: 64) starts across a period, each at another place in a buffer
+# and in a 512-frame block.
+def grid_step(span, full):
+    return span // 64 + BUFFER // 1024 if full else span // 16 + BUFFER // 256
 
 
 class SweepError(Exception):
@@ -54,7 +58,7 @@ def rotated_capture(period_frames, offset, path):
         w.setnchannels(2)
         w.setsampwidth(2)
         w.setframerate(44100)
-        w.writeframes(one * (MAX_BUFFERS * PERIOD // n))
+        w.writeframes(one * (MAX_BUFFERS * BUFFER // n))
 
 
 def sweep_load(vandro, load, offsets, mode_args, rotate_dir):
@@ -64,7 +68,7 @@ def sweep_load(vandro, load, offsets, mode_args, rotate_dir):
         wav = os.path.join(rotate_dir, os.path.basename(load) + ".wav")
         run_program([vandro, "measure", *source_args(load), *mode_args, "--json", "-", "--save-wav", wav])
         with wave.open(wav, "rb") as w:
-            period = w.readframes(PERIOD)
+            period = w.readframes(BUFFER)
     for offset in offsets:
         if period is not None:
             cut = os.path.join(rotate_dir, "cut.wav")
@@ -147,11 +151,12 @@ def plot(path, rows, before):
             pts = [r for r in data if r["load"] == load]
             if not pts:
                 continue
-            buf.plot([r["offset"] for r in pts],
+            pts.sort(key=lambda r: r["offset"] % BUFFER)
+            buf.plot([r["offset"] % BUFFER for r in pts],
                      [r["buffers"] if r["result"] not in (0, 2) else MAX_BUFFERS + 1 for r in pts],
                      style, marker=".", color=c, label=name + tag)
             d = [r for r in pts if r.get("deviation") is not None]
-            dev.plot([r["offset"] for r in d], [r["deviation"] for r in d], style, marker=".", color=c)
+            dev.plot([r["offset"] % BUFFER for r in d], [r["deviation"] for r in d], style, marker=".", color=c)
     buf.axhline(48, color="grey", lw=0.8)
     buf.axhline(38, color="grey", lw=0.8, ls="--")
     buf.set_ylabel(f"buffers to the answer\n({MAX_BUFFERS + 1}: never)")
@@ -159,7 +164,7 @@ def plot(path, rows, before):
     dev.axhline(1.0, color="grey", lw=0.8)
     dev.set_yscale("log")
     dev.set_ylabel("device curve: worst point's distance\nfrom the median start, %")
-    dev.set_xlabel("start offset of the capture, frames into the stimulus")
+    dev.set_xlabel(f"start offset of the capture modulo {BUFFER} frames (its place in a buffer)")
     fig.suptitle("The same load at every start offset between playback and capture")
     fig.tight_layout()
     fig.savefig(path + ".part.png")
@@ -171,7 +176,8 @@ def main():
     ap.add_argument("loads", nargs="*")
     ap.add_argument("--vandro")
     ap.add_argument("--from", dest="source", metavar="CSV", help="draw this sweep's CSV instead of running one")
-    ap.add_argument("--step", type=int, default=COARSE_STEP, help="frames between starts")
+    ap.add_argument("--step", type=int, help="frames between starts (default: 16 starts across a period)")
+    ap.add_argument("--full", action="store_true", help="64 starts across a period")
     ap.add_argument("--snr", type=float, help="noise on each channel, dB below its RMS")
     ap.add_argument("--csv")
     ap.add_argument("--plot")
@@ -186,9 +192,10 @@ def main():
         return
     if not a.vandro or not a.loads:
         raise SweepError("give --vandro PROGRAM and at least one load")
-    if a.step < 1:
+    if a.step is not None and a.step < 1:
         raise SweepError("--step must be at least 1 frame")
-    offsets = list(range(0, PERIOD, a.step))
+    span = BUFFER if a.rotate else PERIOD  # the stimulus before the turning tones repeated every buffer
+    offsets = list(range(0, span, a.step or grid_step(span, a.full)))
     mode_args = ["--mode", "curve"] + (["--snr", str(a.snr)] if a.snr is not None else [])
     everything = []
     print(f"{'load':34s} {'finished':7s} {'best':>5s} {'worst':>5s} {'spread':>10s}  agree")

@@ -41,9 +41,9 @@ static const int kDecFirst = 7, kDecLast = 157;
 // by 4, 1 or 5 turns, and full-rate neighbours (16, 32, 48 places apart) by 1,
 // 2 or 3, so every tone turns against those in reach of its bins. A tone and
 // the image that decimation folds onto it sit at places that add to 166, so
-// their turns add to 1 or 8 and never cancel. The loud full-rate tones at 344
-// and 603 Hz get 0 and 1 turns, the fewest: off its bin a tone leaks more into
-// the bins two away, and theirs would drown their quiet neighbours.
+// their turns add to 1 or 8 and never cancel. The loud full-rate tones at 344,
+// 603 and 861 Hz get 0, 1 and 2 turns, the fewest: off its bin a tone leaks
+// more into the bins two away, and theirs would drown their quiet neighbours.
 static const int kTurnCycle = 7, kTurnStep = 4, kTurnShift = 1;
 // Full-rate tones up to bin 10 (861 Hz) share their blocks with the decimated
 // comb; louder, they keep their bins' magnitudes steady from block to block.
