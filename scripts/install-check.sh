@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the library and the program into a fresh prefix, builds the example
-# consumer against the installed package, removes the build tree, and runs the
+# Installs the library, the feed and the program into a fresh prefix, builds the
+# example consumers against the installed package, removes the build tree, and runs the
 # installed program and the consumer from another folder.
 #   bash scripts/install-check.sh [PREFIX]
 set -euo pipefail
@@ -23,7 +23,11 @@ cd "$work/elsewhere"
 "$prefix/bin/vandro" measure --preset dual-ba --save-wav capture.wav --plot capture.png > measure.txt
 grep -q "Curve files: $prefix/var/lib/vandro/data" measure.txt || { echo "install-check: wrong storage root" >&2; cat measure.txt; exit 1; }
 test -s capture.png
-"$work/consumer/vandro_consumer" capture.wav
+"$work/consumer/vandro_consumer" capture.wav > direct.txt
+"$work/consumer/vandro_feed_consumer" capture.wav > feed.txt
+# The same coefficients, whether the library is fed directly or through the feed.
+diff <(tail -n 5 direct.txt | sed 's/^ *//') <(tail -n 5 feed.txt | sed 's/^ *//') \
+  || { echo "install-check: the feed and the direct consumer differ" >&2; cat direct.txt feed.txt; exit 1; }
 echo "install-check: installed into $prefix; program and consumer ran from $work/elsewhere"
 cd "$top"
 rm -rf "$work"

@@ -13,9 +13,9 @@
 
 // Defined dynamic symbols as `nm -D -C --defined-only` prints them (the name
 // after "ADDRESS TYPE "), run without a shell.
-static std::set<std::string> exportedSymbols() {
+static std::set<std::string> exportedSymbols(const char* library = VANDRO_SHARED_LIBRARY) {
     std::string text;
-    runProgram({VANDRO_NM, "-D", "-C", "--defined-only", VANDRO_SHARED_LIBRARY}, nullptr, &text);
+    runProgram({VANDRO_NM, "-D", "-C", "--defined-only", library}, nullptr, &text);
     std::istringstream lines(text);
     std::set<std::string> names;
     for (std::string l; std::getline(lines, l);)
@@ -24,9 +24,9 @@ static std::set<std::string> exportedSymbols() {
 }
 
 // The names the export list gives: C++ signatures quoted, C names bare (before "extern").
-static std::set<std::string> listedSymbols() {
+static std::set<std::string> listedSymbols(const char* exportMap = VANDRO_EXPORT_MAP) {
     std::stringstream text;
-    text << std::ifstream(VANDRO_EXPORT_MAP).rdbuf();
+    text << std::ifstream(exportMap).rdbuf();
     const std::string map = std::regex_replace(text.str(), std::regex(R"(/\*[\s\S]*?\*/)"), ""),
                       global = map.substr(0, map.find("local:")), c = global.substr(0, global.find("extern"));
     std::set<std::string> names;
@@ -46,6 +46,14 @@ TEST(Exports, TheLibraryExportsExactlyTheList) {
                                      "adaptFilterCurve", "Eigen::"})
             EXPECT_EQ(n.find(internal), std::string::npos) << n;
     }
+}
+
+TEST(Exports, TheFeedExportsItsEightEntryPoints) {
+    const std::set<std::string> listed = listedSymbols(VANDRO_FEED_EXPORT_MAP);
+    EXPECT_EQ(listed, (std::set<std::string>{"vandro_feed_create", "vandro_feed_strerror", "vandro_feed_push",
+                                             "vandro_feed_start", "vandro_feed_process", "vandro_feed_status",
+                                             "vandro_feed_stimulus", "vandro_feed_destroy"}));
+    EXPECT_EQ(exportedSymbols(VANDRO_FEED_LIBRARY), listed);
 }
 
 TEST(Exports, DlopenClientDrivesTheEntryPoints) {
