@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/vandro.h"
+#include "feed/vandro_feed.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
 #include "support/test_env.h"
@@ -61,4 +62,27 @@ TEST(Allocation, NoneWhileCollecting) {
     gCounting = false;
     EXPECT_GT(gAllocations, 0);
     resetEngine();
+}
+
+// The audio thread's calls of the feed: push in every format, past a full
+// ring, and the stimulus in every format.
+TEST(Allocation, NoneInFeedPushOrStimulus) {
+    std::vector<uint8_t> frames(1024 * 4 * 4, 0x5a);
+    std::vector<uint8_t> out(1024 * 2 * 4);
+    for (int format : {VANDRO_FEED_S16, VANDRO_FEED_S24_3LE, VANDRO_FEED_S32, VANDRO_FEED_F32}) {
+        VandroFeedConfig c = {4, 2, 3, format, 44100, VANDRO_MODE_FIT, 1, 1};
+        VandroFeed* f = nullptr;
+        ASSERT_EQ(vandro_feed_create(&c, &f), 0);
+        gAllocations = 0;
+        gCounting = true;
+        for (int k = 0; k < 200; k++) vandro_feed_push(f, frames.data(), 96 + 31 * k % 929);
+        const int rc = vandro_feed_stimulus(f, out.data(), 1024, 2, format, -12.0);
+        gCounting = false;
+        EXPECT_EQ(rc, 0);
+        EXPECT_EQ(gAllocations, 0) << format;
+        VandroFeedStatus s;
+        vandro_feed_status(f, &s);
+        EXPECT_GT(s.framesDropped, 0u);  // the ring filled up on the way
+        vandro_feed_destroy(f);
+    }
 }
