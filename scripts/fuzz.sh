@@ -11,7 +11,7 @@ seconds=${1:-60}
 build=${VANDRO_FUZZ_BUILD_DIR:-build-fuzz}
 bash scripts/setup.sh
 command -v clang++-14 > /dev/null || { echo "fuzz: clang-14 is needed (apt-get install clang-14 libclang-rt-14-dev)" >&2; exit 1; }
-targets="handle_buffer_fuzz entry_point_fuzz curve_file_fuzz numeric_api_fuzz"
+targets="handle_buffer_fuzz entry_point_fuzz curve_file_fuzz numeric_api_fuzz feed_fuzz"
 mkdir -p "$build"
 CC=clang-14 CXX=clang++-14 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVANDRO_FUZZ=ON -DVANDRO_TESTS=OFF -DVANDRO_BENCH=OFF > /dev/null
