@@ -5,13 +5,15 @@
 #include <cmath>
 #include <cstdio>
 
+#include "feed/vandro_feed.h"
 #include "util/constants.h"
 
-// Below this RMS a channel carries no measurement signal.
-constexpr double kSilentDbfs = -90.0;
-// V louder than I by more than this means a load under 27/2 ohm: below any
-// headset, more likely the two channels swapped.
-constexpr double kSwappedDb = 6.0;
+// The feed's capture checks: a channel at or below VANDRO_FEED_SILENT_DBFS
+// carries no measurement signal; V louder than I by more than
+// VANDRO_FEED_SWAPPED_DB means a load under 27/2 ohm, below any headset, more
+// likely the two channels swapped.
+constexpr double kSilentDbfs = VANDRO_FEED_SILENT_DBFS;
+constexpr double kSwappedDb = VANDRO_FEED_SWAPPED_DB;
 
 CaptureCheck checkCapture(const std::vector<int16_t>& samples) {
     CaptureCheck c;
