@@ -5,7 +5,9 @@
  * Use: VandroInit() once, VandroReset() before each measurement, then one
  * VandroHandleBuffer() call per captured buffer until it returns anything but
  * VANDRO_COLLECTING; VandroClose() when done. All calls come from one thread
- * (the library takes no lock and starts no thread). */
+ * (the library takes no lock and starts no thread). A feed (vandro_feed.h)
+ * owns the library while it runs: from its create to its destroy, make no
+ * call of this header. */
 #ifndef VANDRO_H
 #define VANDRO_H
 

@@ -101,7 +101,6 @@ void vandro_feed_destroy(VandroFeed* f) {
         f->stopping.store(true, std::memory_order_release);
         pthread_join(f->worker, nullptr);
     }
-    if (f->libraryOpen) VandroClose();
     free(f->ring);
     free(f->stimulus);
     delete f;

@@ -11,6 +11,8 @@
  * One owner: libvandro keeps one measurement in globals and takes no lock.
  * While a feed is started, or between vandro_feed_process calls, the feed owns
  * the library: make no other libvandro call, and run one feed at a time.
+ * The feed calls VandroInit with its first buffer, which starts a new
+ * measurement; VandroClose stays the caller's, after vandro_feed_destroy.
  *
  * Threads: push and stimulus from the audio thread (one producer), process
  * from one other thread, status from any thread, create and destroy from a
@@ -127,8 +129,9 @@ void vandro_feed_status(const VandroFeed* feed, VandroFeedStatus* status);
  * or a negative code. */
 int vandro_feed_stimulus(VandroFeed* feed, void* frames, size_t n, int channels, int format, double levelDbfs);
 
-/* Stops and joins the worker, closes the library if the feed opened it, and
- * frees everything. A null feed is ignored. */
+/* Stops and joins the worker and frees the feed. The library stays open as
+ * the measurement left it (its curve files, its state): the caller owns it
+ * again, and VandroClose releases its memory. A null feed is ignored. */
 void vandro_feed_destroy(VandroFeed* feed);
 
 #ifdef __cplusplus

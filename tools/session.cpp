@@ -2,70 +2,103 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <random>
+#include <stdexcept>
 
 #include "feed/vandro_feed.h"
-#include "util/constants.h"
 
-// The feed's capture checks: a channel at or below VANDRO_FEED_SILENT_DBFS
-// carries no measurement signal; V louder than I by more than
-// VANDRO_FEED_SWAPPED_DB means a load under 27/2 ohm, below any headset, more
-// likely the two channels swapped.
-constexpr double kSilentDbfs = VANDRO_FEED_SILENT_DBFS;
-constexpr double kSwappedDb = VANDRO_FEED_SWAPPED_DB;
+const char* feedFormatName(int format) {
+    static const char* const kNames[] = {"s16", "s24", "s32", "f32"};
+    return format >= 0 && format < 4 ? kNames[format] : "?";
+}
 
-CaptureCheck checkCapture(const std::vector<int16_t>& samples) {
+// One 16-bit sample in format, exactly: the feed's conversion gives it back.
+static void encodeSample(int16_t v, int format, uint8_t* p) {
+    if (format == VANDRO_FEED_S16) {
+        memcpy(p, &v, 2);
+    } else if (format == VANDRO_FEED_S24_3LE) {
+        const uint32_t s = static_cast<uint32_t>(v * 256);
+        p[0] = s & 0xff, p[1] = (s >> 8) & 0xff, p[2] = (s >> 16) & 0xff;
+    } else if (format == VANDRO_FEED_S32) {
+        const int32_t s = v * 65536;
+        memcpy(p, &s, 4);
+    } else {
+        const float s = v / 32768.0f;
+        memcpy(p, &s, 4);
+    }
+}
+
+static std::string wiringHint(int checks) {
+    if ((checks & VANDRO_FEED_CHECK_I_SILENT) && (checks & VANDRO_FEED_CHECK_V_SILENT))
+        return "both channels are silent: is the measurement signal playing?";
+    if (checks & VANDRO_FEED_CHECK_I_SILENT) return "channel 0 (I, across the load) is silent: is the headset plugged in?";
+    if (checks & VANDRO_FEED_CHECK_V_SILENT) return "channel 1 (V, across the sense resistor) is silent: check the capture path";
+    if (checks & VANDRO_FEED_CHECK_SWAPPED)
+        return "channel 1 (V) is much louder than channel 0 (I): the channels look swapped";
+    return "";
+}
+
+static CaptureCheck captureCheck(const VandroFeedStatus& s, const std::vector<int16_t>& fed) {
     CaptureCheck c;
-    double peak[2] = {0, 0}, squares[2] = {0, 0};
-    size_t count[2] = {0, 0};
-    for (size_t i = 0; i < samples.size(); i++) {
-        const int ch = static_cast<int>(i % 2);
-        const double v = samples[i];
-        peak[ch] = std::max(peak[ch], fabs(v));
-        squares[ch] += v * v;
-        count[ch]++;
-        if (samples[i] == INT16_MIN || samples[i] == INT16_MAX) c.clippedSamples++;
-    }
-    for (int ch = 0; ch < 2; ch++) {
-        c.peakDbfs[ch] = 20 * log10(peak[ch] / kInt16Scale);
-        const double rms = count[ch] > 0 ? sqrt(squares[ch] / count[ch]) : 0.0;
-        c.rmsDbfs[ch] = 20 * log10(rms / kInt16Scale);
-    }
-    const bool silentI = !(c.rmsDbfs[0] > kSilentDbfs), silentV = !(c.rmsDbfs[1] > kSilentDbfs);
-    if (silentI && silentV)
-        c.hint = "both channels are silent: is the measurement signal playing?";
-    else if (silentI)
-        c.hint = "channel 0 (I, across the load) is silent: is the headset plugged in?";
-    else if (silentV)
-        c.hint = "channel 1 (V, across the sense resistor) is silent: check the capture path";
-    else if (c.rmsDbfs[1] - c.rmsDbfs[0] > kSwappedDb)
-        c.hint = "channel 1 (V) is much louder than channel 0 (I): the channels look swapped";
+    for (int ch = 0; ch < 2; ch++) c.peakDbfs[ch] = s.peakDbfs[ch], c.rmsDbfs[ch] = s.rmsDbfs[ch];
+    for (int16_t v : fed) c.clippedSamples += v == INT16_MIN || v == INT16_MAX;
+    c.checks = s.checks;
+    c.hint = wiringHint(s.checks);
     return c;
 }
 
-SessionResult runSession(const BufferSource& next, int mode, bool showProgress) {
+// Bursts as an audio callback delivers them: the source's buffers cut at
+// other boundaries, in the chosen format. The library's work runs on this
+// thread (vandro_feed_process), so a run is repeatable.
+SessionResult runSession(const BufferSource& next, int mode, bool showProgress, const FeedOptions& options) {
     SessionResult r;
+    r.feedOptions = options;
     const bool tty = showProgress && isatty(STDERR_FILENO);
     diagnosticsEnable(true);
-    VandroInit();
-    VandroReset();
     clearLog();
+    const VandroFeedConfig config = {2, 0, 1, options.format, VANDRO_CAPTURE_RATE_HZ, mode, 0, 0};
+    VandroFeed* feed = nullptr;
+    if (vandro_feed_create(&config, &feed) != 0) throw std::runtime_error("the feed refused its configuration");
+    const size_t frameBytes = 2 * static_cast<size_t>(options.format == VANDRO_FEED_S16 ? 2 : options.format == VANDRO_FEED_S24_3LE ? 3 : 4);
     std::vector<int16_t> buffer(VANDRO_SAMPLES_PER_BUFFER);
-    while (r.result == VANDRO_COLLECTING) {
-        if (!next(buffer.data())) {
-            r.inputEnded = true;
-            break;
+    std::vector<uint8_t> pending;  // converted frames not yet pushed
+    std::mt19937_64 rng(options.seed);
+    VandroFeedStatus status = {};
+    bool ended = false;
+    while (status.result == VANDRO_COLLECTING && !(ended && pending.empty())) {
+        const size_t burst = options.random ? 1 + rng() % 1024 : static_cast<size_t>(options.periodFrames);
+        while (!ended && pending.size() < burst * frameBytes) {
+            if (!next(buffer.data())) {
+                ended = true;
+                break;
+            }
+            r.fed.insert(r.fed.end(), buffer.begin(), buffer.end());
+            const size_t at = pending.size();
+            pending.resize(at + VANDRO_SAMPLES_PER_BUFFER * frameBytes / 2);
+            for (int k = 0; k < VANDRO_SAMPLES_PER_BUFFER; k++) encodeSample(buffer[k], options.format, &pending[at + k * frameBytes / 2]);
         }
-        r.buffers++;
-        r.fed.insert(r.fed.end(), buffer.begin(), buffer.end());
-        r.result = VandroHandleBuffer(buffer.data(), VANDRO_SAMPLES_PER_BUFFER, r.coefficients, mode);
-        if (tty) fprintf(stderr, "\rbuffers fed: %3d", r.buffers);
+        const size_t n = std::min(burst, pending.size() / frameBytes);
+        vandro_feed_push(feed, pending.data(), n);
+        pending.erase(pending.begin(), pending.begin() + n * frameBytes);
+        vandro_feed_process(feed);
+        vandro_feed_status(feed, &status);
+        if (tty) fprintf(stderr, "\rbuffers fed: %3lu", static_cast<unsigned long>(status.buffersProcessed));
     }
     if (tty) fprintf(stderr, "\r\033[K");
+    r.result = status.result;
+    r.inputEnded = status.result == VANDRO_COLLECTING;
+    r.buffers = static_cast<int>(status.buffersProcessed);
+    if (status.haveCoefficients) memcpy(r.coefficients, status.coefficients, sizeof r.coefficients);
+    r.fed.resize(status.buffersProcessed * VANDRO_SAMPLES_PER_BUFFER);
     r.log = takeLog();
     r.record = std::make_shared<DiagnosticRecord>(*diagnosticsRecord());
-    r.capture = checkCapture(r.fed);
+    r.feed = status;
+    r.capture = captureCheck(status, r.fed);
+    vandro_feed_destroy(feed);
     return r;
 }
 
