@@ -25,7 +25,7 @@ bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::st
     return vsim::readWav(path, samples, error);
 }
 
-SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress) {
+SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress, const FeedOptions& feed) {
     size_t at = 0;
     return runSession(
         [&](int16_t* out) {
@@ -34,7 +34,7 @@ SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool 
             at += VANDRO_SAMPLES_PER_BUFFER;
             return true;
         },
-        mode, showProgress);
+        mode, showProgress, feed);
 }
 
 std::string csvField(const std::string& s) {
@@ -65,7 +65,7 @@ static void progress(size_t done, size_t total, const std::string& name) {
 }
 
 bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, const vsim::CaptureOptions& options,
-                  bool showProgress, RunInfo* info, SessionResult* run, std::string* error) {
+                  bool showProgress, RunInfo* info, SessionResult* run, std::string* error, const FeedOptions& feed) {
     vsim::CaptureStream stream;
     if (!vsim::openCapture(load, options, &stream, error)) return false;
     info->command = "measure";
@@ -76,14 +76,14 @@ bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, c
     info->offset = stream.report.offset;
     info->levelDbfs = options.levelDbfs;
     info->snrDb = options.snrDb;
-    *run = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, mode, showProgress);
+    *run = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, mode, showProgress, feed);
     return true;
 }
 
 bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,
-                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error) {
+                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error, const FeedOptions& feed) {
     if (!vsim::readLoadFile(path, load, error)) return false;
-    if (simulateLoad(*load, path, mode, options, showProgress, info, run, error)) return true;
+    if (simulateLoad(*load, path, mode, options, showProgress, info, run, error, feed)) return true;
     *error = path + ": " + *error;
     return false;
 }

@@ -19,16 +19,19 @@ struct BatchOptions {
 
 // A capture: a 2-channel WAV file, or a folder holding rawDataI.dat and rawDataV.dat.
 bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error);
-// Feeds captured samples buffer by buffer.
-SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress);
+// Feeds captured samples through the feed, buffer by buffer.
+SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress,
+                            const FeedOptions& feed = FeedOptions());
 // Simulates the capture of a load through the library, as measure does, with
 // the run described in info; false with a reason for bad parameters.
 bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, const vsim::CaptureOptions& options,
-                  bool showProgress, RunInfo* info, SessionResult* run, std::string* error);
+                  bool showProgress, RunInfo* info, SessionResult* run, std::string* error,
+                  const FeedOptions& feed = FeedOptions());
 // Simulates the capture of the measured curve in path through the library, as
 // measure does for a preset; false with the reader's one-line reason.
 bool simulateLoadFile(const std::string& path, int mode, const vsim::CaptureOptions& options, bool showProgress,
-                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error);
+                      RunInfo* info, SessionResult* run, vsim::Load* load, std::string* error,
+                      const FeedOptions& feed = FeedOptions());
 // The input curve of a tabulated load, for the report.
 void addLoadCurve(const vsim::Load& load, Report* report);
 // Runs every capture and every tabulated load (simulated like a preset); the

@@ -26,6 +26,9 @@ static const char kStatuses[] =
     "4 resistor or line input, 5 new headset, 6 input ended first, 7 call refused,\n"
     "8 the picture could not be drawn (the report was written), 1 bad arguments or files.";
 
+// Two library buffers: the ring holds four, and the program empties it after every burst.
+static const int kMaxPeriodFrames = 2 * VANDRO_FRAMES_PER_BUFFER;
+
 static int modeNumber(const std::string& mode) {
     return mode == "identify" ? VANDRO_MODE_IDENTIFY : (mode == "curve" ? VANDRO_MODE_CURVES : VANDRO_MODE_FIT);
 }
@@ -227,6 +230,25 @@ static int run(int argc, char** argv) {
         c->add_option("--plot", png, "draw the report into a picture (.png, .svg, .pdf; needs python3-matplotlib)")
             ->check(fileName);
     }
+    replay->add_option("--seed", options.seed, "seed of the burst sizes of --period random")
+        ->check(CLI::Range(0.0, 1.8e19))->capture_default_str();
+    std::string period = "240", format = "s16";
+    const CLI::Validator periodCheck(
+        [](std::string& s) {
+            if (s == "random") return std::string();
+            char* end = nullptr;
+            const long n = strtol(s.c_str(), &end, 10);
+            return end != s.c_str() && *end == '\0' && n >= 1 && n <= kMaxPeriodFrames
+                       ? std::string()
+                       : "must be a frame count from 1 to " + std::to_string(kMaxPeriodFrames) + ", or random";
+        },
+        "FRAMES|random");
+    for (CLI::App* c : {measure, replay}) {
+        c->add_option("--period", period, "frames per audio callback, or random (1..1024, drawn from --seed)")
+            ->check(periodCheck)->capture_default_str();
+        c->add_option("--format", format, "sample format of the callbacks: s16, s24 (3 bytes), s32 or f32")
+            ->check(CLI::IsMember({"s16", "s24", "s32", "f32"}))->capture_default_str();
+    }
     std::string saveWav, saveRaw;
     for (CLI::App* c : {measure, replay}) {
         c->add_option("--save-wav", saveWav, "write the buffers fed as a 2-channel 16-bit 44.1 kHz WAV (I, V)")
@@ -292,13 +314,19 @@ static int run(int argc, char** argv) {
     if (*batch) return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
     SessionResult r;
     vsim::Load tabulated;
+    FeedOptions feed;
+    feed.random = period == "random";
+    feed.periodFrames = feed.random ? 0 : std::stoi(period);
+    feed.seed = options.seed;
+    for (int f = 0; f < 4; f++)
+        if (format == feedFormatName(f)) feed.format = f;
     if (*measure && !loadFile.empty()) {
-        if (!simulateLoadFile(loadFile, modeNumber(mode), options, true, &info, &r, &tabulated, &err))
+        if (!simulateLoadFile(loadFile, modeNumber(mode), options, true, &info, &r, &tabulated, &err, feed))
             return fail(err);
     } else if (*measure) {
         vsim::Load load;
         if (!vsim::findPreset(preset, &load, &err)) return fail(err);
-        if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err)) return fail(err);
+        if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err, feed)) return fail(err);
     } else {
         std::vector<int16_t> samples;
         bool ok = files.size() == 1 ? loadCapture(files[0], &samples, &err)
@@ -306,7 +334,7 @@ static int run(int argc, char** argv) {
         if (!ok) return fail(err);
         info.command = "replay";
         info.source = files.size() == 1 ? files[0] : files[0] + " + " + files[1];
-        r = replaySamples(samples, modeNumber(mode), true);
+        r = replaySamples(samples, modeNumber(mode), true, feed);
     }
     return finish(info, std::move(r), json, png, saveWav, saveRaw, tabulated);
 }

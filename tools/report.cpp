@@ -67,6 +67,18 @@ static void printCapture(const CaptureCheck& c) {
     if (!c.hint.empty()) printf("  hint: %s\n", c.hint.c_str());
 }
 
+// How the capture reached the library: the bursts, and the feed's counters.
+static void printFeed(const SessionResult& r) {
+    const VandroFeedStatus& f = r.feed;
+    const std::string bursts = r.feedOptions.random ? "random bursts of 1..1024 frames (seed " +
+                                                          std::to_string(r.feedOptions.seed) + ")"
+                                                    : "bursts of " + std::to_string(r.feedOptions.periodFrames) +
+                                                          (r.feedOptions.periodFrames == 1 ? " frame" : " frames");
+    printf("Feed: %s, %s; %lu frames pushed, %lu dropped, %lu samples clipped in conversion, longest burst %u frames\n",
+           bursts.c_str(), feedFormatName(r.feedOptions.format), static_cast<unsigned long>(f.framesPushed),
+           static_cast<unsigned long>(f.framesDropped), static_cast<unsigned long>(f.clippedSamples), f.longestPush);
+}
+
 static void printCoverage(const DiagnosticRecord& d) {
     if (!d.haveCoverage) return;
     std::vector<ShortBand> bands = shortBands(d.coverage);
@@ -144,6 +156,7 @@ void printReport(const Report& rep) {
         printf("  seed %lu, start offset %ld frames, level %.1f dBFS, %s\n", info.seed, info.offset, info.levelDbfs,
                std::isinf(info.snrDb) ? "no noise" : ("SNR " + std::to_string(info.snrDb) + " dB").c_str());
     printCapture(r.capture);
+    printFeed(r);
     printf("Result %d: %s\n", r.result, resultMeaning(r.result, info.mode, r.inputEnded).c_str());
     printf("Buffers used: %d\n", r.buffers);
     if (d.reason != nullptr) printf("Reason: %s\n", d.reason);
@@ -178,7 +191,12 @@ static json captureJson(const CaptureCheck& c) {
     json j = {{"peak_dbfs", {number(c.peakDbfs[0]), number(c.peakDbfs[1])}},
               {"rms_dbfs", {number(c.rmsDbfs[0]), number(c.rmsDbfs[1])}},
               {"clipped_samples", c.clippedSamples},
+              {"checks", json::array()},
               {"hint", c.hint.empty() ? json(nullptr) : json(c.hint)}};
+    const std::pair<int, const char*> kChecks[] = {
+        {VANDRO_FEED_CHECK_I_SILENT, "i_silent"}, {VANDRO_FEED_CHECK_V_SILENT, "v_silent"}, {VANDRO_FEED_CHECK_SWAPPED, "swapped"}};
+    for (const auto& [flag, name] : kChecks)
+        if (c.checks & flag) j["checks"].push_back(name);
     if (!std::isfinite(c.rmsDbfs[0]) || !std::isfinite(c.rmsDbfs[1]))
         j["null_because"] = "a silent channel has no level in dBFS";
     return j;
@@ -233,6 +251,16 @@ std::string reportJson(const Report& rep) {
     j["buffers"] = r.buffers;
     j["storage_root"] = info.storageRoot;
     j["capture"] = captureJson(r.capture);
+    const VandroFeedStatus& f = r.feed;
+    j["feed"] = {{"period_frames", r.feedOptions.random ? json("random") : json(r.feedOptions.periodFrames)},
+                 {"seed", r.feedOptions.seed},
+                 {"format", feedFormatName(r.feedOptions.format)},
+                 {"buffers_handed", f.buffersHanded},
+                 {"buffers_processed", f.buffersProcessed},
+                 {"frames_pushed", f.framesPushed},
+                 {"frames_dropped", f.framesDropped},
+                 {"clipped_samples", f.clippedSamples},
+                 {"longest_push_frames", f.longestPush}};
     j["coverage"] = unfinished(r) && d.haveCoverage ? coverageJson(d) : json::array();
     j["log"] = json::array();
     for (const LogLine& l : r.log) j["log"].push_back({{"priority", l.priority}, {"tag", l.tag}, {"text", l.text}});
