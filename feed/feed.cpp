@@ -29,7 +29,11 @@ int vandro_feed_create(const VandroFeedConfig* config, VandroFeed** feed) {
     f->config = *config;
     f->sampleBytes = feedSampleBytes(config->format);
     f->frameBytes = f->sampleBytes * config->channels;
-    f->ring = static_cast<int16_t*>(calloc((size_t)VANDRO_FEED_RING_BUFFERS * VANDRO_SAMPLES_PER_BUFFER, sizeof(int16_t)));
+    const size_t ringBytes = (size_t)VANDRO_FEED_RING_BUFFERS * VANDRO_SAMPLES_PER_BUFFER * sizeof(int16_t);
+    f->ring = static_cast<int16_t*>(calloc(ringBytes, 1));
+    // Each page written once here, so that it is mapped now and never faults on
+    // the audio thread (volatile: the writes must not be folded into calloc).
+    for (size_t at = 0; f->ring != nullptr && at < ringBytes; at += 4096) ((volatile char*)f->ring)[at] = 0;
     if (f->ring != nullptr && config->playStimulus) {
         f->stimulus = static_cast<VandroStimulus*>(malloc(sizeof(VandroStimulus)));
         if (f->stimulus != nullptr && vandro_stimulus_make(config->stimulusSeed, f->stimulus) != 0) {

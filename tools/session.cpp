@@ -59,31 +59,35 @@ SessionResult runSession(const BufferSource& next, int mode, bool showProgress, 
     r.feedOptions = options;
     const bool tty = showProgress && isatty(STDERR_FILENO);
     diagnosticsEnable(true);
+    VandroInit();  // a fresh record even when no buffer arrives; the feed starts the measurement itself
     clearLog();
     const VandroFeedConfig config = {2, 0, 1, options.format, VANDRO_CAPTURE_RATE_HZ, mode, 0, 0};
     VandroFeed* feed = nullptr;
     if (vandro_feed_create(&config, &feed) != 0) throw std::runtime_error("the feed refused its configuration");
     const size_t frameBytes = 2 * static_cast<size_t>(options.format == VANDRO_FEED_S16 ? 2 : options.format == VANDRO_FEED_S24_3LE ? 3 : 4);
     std::vector<int16_t> buffer(VANDRO_SAMPLES_PER_BUFFER);
-    std::vector<uint8_t> pending;  // converted frames not yet pushed
+    std::vector<uint8_t> pending;  // converted frames; those before `head` are pushed
+    size_t head = 0;
     std::mt19937_64 rng(options.seed);
     VandroFeedStatus status = {};
     bool ended = false;
-    while (status.result == VANDRO_COLLECTING && !(ended && pending.empty())) {
+    while (status.result == VANDRO_COLLECTING && !(ended && head == pending.size())) {
         const size_t burst = options.random ? 1 + rng() % 1024 : static_cast<size_t>(options.periodFrames);
-        while (!ended && pending.size() < burst * frameBytes) {
+        while (!ended && pending.size() - head < burst * frameBytes) {
             if (!next(buffer.data())) {
                 ended = true;
                 break;
             }
+            pending.erase(pending.begin(), pending.begin() + head);
+            head = 0;
             r.fed.insert(r.fed.end(), buffer.begin(), buffer.end());
             const size_t at = pending.size();
             pending.resize(at + VANDRO_SAMPLES_PER_BUFFER * frameBytes / 2);
             for (int k = 0; k < VANDRO_SAMPLES_PER_BUFFER; k++) encodeSample(buffer[k], options.format, &pending[at + k * frameBytes / 2]);
         }
-        const size_t n = std::min(burst, pending.size() / frameBytes);
-        vandro_feed_push(feed, pending.data(), n);
-        pending.erase(pending.begin(), pending.begin() + n * frameBytes);
+        const size_t n = std::min(burst, (pending.size() - head) / frameBytes);
+        vandro_feed_push(feed, pending.data() + head, n);
+        head += n * frameBytes;
         vandro_feed_process(feed);
         vandro_feed_status(feed, &status);
         if (tty) fprintf(stderr, "\rbuffers fed: %3lu", static_cast<unsigned long>(status.buffersProcessed));

@@ -197,10 +197,13 @@ TEST(Feed, EveryBadConfigurationHasItsCodeAndSentence) {
     vandro_feed_destroy(nullptr);
 }
 
-// After one buffer: the levels, and a silent or swapped channel. A square
-// wave of 16384 is -6.02 dBFS peak and RMS; V 6 dB above I looks swapped.
+// After one buffer: the levels, and a silent (RMS at or below -90 dBFS) or
+// swapped channel. A square wave of 16384 is -6.02 dBFS peak and RMS; V 6 dB
+// above I looks swapped.
 TEST(Feed, CaptureChecksAfterOneBuffer) {
     const struct { int i, v, checks; } cases[] = {{16384, 0, VANDRO_FEED_CHECK_V_SILENT},
+                                                  {16384, 1, VANDRO_FEED_CHECK_V_SILENT},  // -90.3 dBFS
+                                                  {16384, 2, 0},                           // -84.3 dBFS
                                                   {0, 16384, VANDRO_FEED_CHECK_I_SILENT},
                                                   {8192, 16384, VANDRO_FEED_CHECK_SWAPPED},
                                                   {8192, 16300, 0}};
