@@ -22,22 +22,16 @@ void __libc_free(void*);
 static bool gCounting = false;
 static long gAllocations = 0;
 
-extern "C" void* malloc(size_t n) {
-    if (gCounting) gAllocations++;
-    return __libc_malloc(n);
-}
-extern "C" void* calloc(size_t n, size_t m) {
-    if (gCounting) gAllocations++;
-    return __libc_calloc(n, m);
-}
-extern "C" void* realloc(void* p, size_t n) {
-    if (gCounting) gAllocations++;
-    return __libc_realloc(p, n);
-}
-extern "C" void* memalign(size_t a, size_t n) {
-    if (gCounting) gAllocations++;
-    return __libc_memalign(a, n);
-}
+// Each allocation function counts, then calls the C library's own.
+#define COUNTED(name, params, args) \
+    extern "C" void* name params {    \
+        if (gCounting) gAllocations++; \
+        return __libc_##name args;     \
+    }
+COUNTED(malloc, (size_t n), (n))
+COUNTED(calloc, (size_t n, size_t m), (n, m))
+COUNTED(realloc, (void* p, size_t n), (p, n))
+COUNTED(memalign, (size_t a, size_t n), (a, n))
 extern "C" void free(void* p) { __libc_free(p); }
 
 TEST(Allocation, NoneWhileCollecting) {
