@@ -11,6 +11,7 @@
 #include "sim/load_file.h"
 #include "tools/coverage.h"
 #include "tools/provenance.h"
+#include "tools/readback.h"
 
 bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error) {
     std::error_code ec;
@@ -117,6 +118,7 @@ static bool runItem(const Item& item, int mode, long offset, const RunInfo& base
     }
     *rep = makeReport(info, std::move(run));
     if (item.isLoad) addLoadCurve(load, rep);
+    readBackFiles(rep);
     recordLastRun(*rep);
     return true;
 }
@@ -162,7 +164,7 @@ int runBatch(const std::vector<std::string>& captures, const std::vector<std::st
                 << csvField(d.reason != nullptr ? d.reason : "") << "," << rep.run.capture.clippedSamples << ","
                 << csvField(bandsText(rep)) << "\n";
             if (jsonl.is_open()) jsonl << nlohmann::json::parse(reportJson(rep)).dump() << "\n";
-            itemStatus = exitStatus(rep.run);
+            itemStatus = reportStatus(rep);
         } else {
             csv << csvField(item.name) << ",,error,0,," << csvField(error) << ",,\n";
             if (jsonl.is_open())

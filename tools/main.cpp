@@ -17,14 +17,18 @@
 #include "tools/batch.h"
 #include "tools/plot.h"
 #include "tools/provenance.h"
+#include "tools/readback.h"
 #include "tools/report.h"
 #include "tools/session.h"
+#include "tools/storage_lock.h"
 #include "util/curve_file.h"
 
 static const char kStatuses[] =
     "Exit status: 0 done (result 1), 2 not enough data after 120 buffers, 3 measurement failed,\n"
     "4 resistor or line input, 5 new headset, 6 input ended first, 7 call refused,\n"
-    "8 the picture could not be drawn (the report was written), 1 bad arguments or files.";
+    "8 the picture could not be drawn (the report was written), 9 an identification rests on a curve file\n"
+    "this run could not write or read back, 10 another run holds the storage root (--no-wait),\n"
+    "1 bad arguments or files.";
 
 // Two library buffers: the ring holds four, and the program empties it after every burst.
 static const int kMaxPeriodFrames = 2 * VANDRO_FRAMES_PER_BUFFER;
@@ -63,15 +67,6 @@ static bool writeText(const std::string& path, const std::string& text, std::str
     return true;
 }
 
-// The reference curve beside this run's, for an identification.
-static void addReference(Report& rep) {
-    std::vector<double> ohms(kDeviceCurvePoints);
-    if (rep.run.record->identified &&
-        importCurve(diagnosticsReferenceCurvePath(), ohms.data(), kDeviceCurvePoints) == 0)
-        rep.referenceOhms = ohms;
-    takeLog();  // the program's own read is not the measurement's
-}
-
 // Writes what a run fed: a 2-channel WAV, and/or rawDataI.dat and rawDataV.dat
 // in the library's own raw-capture format (its writer, one value per line).
 static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav, const std::string& rawDir,
@@ -101,15 +96,30 @@ static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav,
     return true;
 }
 
-// Report, JSON and picture for a finished run; returns the exit status.
-static int finish(const RunInfo& info, SessionResult run, const std::string& json, const std::string& picture,
-                  const std::string& saveWav, const std::string& saveRaw, const vsim::Load& tabulated) {
-    std::string saveError;
-    if (!saveCapture(run.fed, saveWav, saveRaw, &saveError)) return fail(saveError);
+// Takes the storage root for this run; 0, or the exit status when it cannot.
+static int own(StorageLock* lock, const std::string& root, bool wait) {
+    std::string err;
+    switch (lock->take(root, wait, &err)) {
+        case StorageLock::kTaken: return 0;
+        case StorageLock::kBusy:
+            fprintf(stderr, "vandro: another run holds the storage root (%s)\n", storageLockPath(root).c_str());
+            return kExitStorageBusy;
+        default: return fail(err);
+    }
+}
+
+// Report, JSON and picture for a finished run; returns the exit status. The
+// files are read back and the run recorded before the storage root is let go.
+static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, const std::string& json,
+                  const std::string& picture, const std::string& saveWav, const std::string& saveRaw,
+                  const vsim::Load& tabulated) {
     Report rep = makeReport(info, std::move(run));
-    if (!tabulated.table.hz.empty()) addLoadCurve(tabulated, &rep);
-    addReference(rep);
+    readBackFiles(&rep);
     recordLastRun(rep);
+    lock->release();
+    std::string saveError;
+    if (!saveCapture(rep.run.fed, saveWav, saveRaw, &saveError)) return fail(saveError);
+    if (!tabulated.table.hz.empty()) addLoadCurve(tabulated, &rep);
     const bool jsonToStdout = json == "-";
     int jsonFd = -1;
     if (jsonToStdout) {
@@ -132,7 +142,12 @@ static int finish(const RunInfo& info, SessionResult run, const std::string& jso
         close(jsonFd);
     }
     if (!json.empty() && !jsonToStdout && !writeText(json, text, &err)) return fail(err);
-    int status = exitStatus(rep.run);
+    int status = reportStatus(rep);
+    if (status == kExitNotThisRunsCurve)
+        fprintf(stderr, "vandro: the identification rests on a curve file this run could not write or read back: %s %s\n",
+                diagnosticsDeviceCurvePath(), rep.curveFile.problem.c_str());
+    else
+        for (const std::string& w : rep.warnings) fprintf(stderr, "vandro: warning: %s\n", w.c_str());
     if (!picture.empty()) {
         std::string jsonPath = jsonToStdout || json.empty() ? "" : json;
         char temp[] = "/tmp/vandro-report-XXXXXX";
@@ -171,16 +186,24 @@ static int writeStimulus(const std::string& path, double seconds, const vsim::Ca
     return kExitDone;
 }
 
-static int storeReference(const std::string& root) {
+// Stores the last run's curve as the reference, holding the storage root throughout.
+static int storeReference(const std::string& root, bool wait) {
+    StorageLock lock;
+    if (const int status = own(&lock, root, wait)) return status;
     LastRun last;
-    std::string err;
+    std::string err, bytes, why;
     if (!readLastRun(lastRunPath(root), &last, &err)) return fail("no reference stored: " + err);
-    const std::string run = last.command + " at " + last.time;
+    const std::string run = last.command + " at " + last.time, device = diagnosticsDeviceCurvePath();
     if (!last.wroteCurve)
         return fail("no reference stored: the last run (" + run + ") did not produce a device curve");
-    if (fileDigest(diagnosticsDeviceCurvePath()) != last.curveDigest)
-        return fail("no reference stored: " + std::string(diagnosticsDeviceCurvePath()) +
-                    " was not written by this program's last run (" + run + ")");
+    if (!last.curveReadBack)
+        return fail("no reference stored: the last run (" + run + ") could not write or read back its curve: " + device +
+                    " " + last.curveProblem);
+    if (!readFileBytes(device, &bytes, &why))
+        return fail("no reference stored: " + device + " " + why + " (the last run, " + run +
+                    ", wrote it; it has been removed or replaced since)");
+    if (fileDigest(device) != last.curveDigest)
+        return fail("no reference stored: " + device + " was not written by this program's last run (" + run + ")");
     SessionResult r = storeDefault();
     for (const LogLine& l : r.log)
         if (l.priority >= 6) printf("  library: %s\n", l.text.c_str());
@@ -278,6 +301,9 @@ static int run(int argc, char** argv) {
     batch->add_option("--mode", mode, "fit, identify or curve")
         ->check(CLI::IsMember({"fit", "identify", "curve"}))->capture_default_str();
     CLI::App* def = app.add_subcommand("default", "make the last measured curve the identification reference");
+    bool noWait = false;
+    for (CLI::App* c : {measure, replay, batch, def})
+        c->add_flag("--no-wait", noWait, "when another run holds the storage root, stop (status 10) instead of waiting");
     CLI::App* list = app.add_subcommand("presets", "list the simulator's loads");
     std::string report, in, out;
     CLI::App* apply = app.add_subcommand("apply", "run an audio file through the five sections of a report");
@@ -309,9 +335,13 @@ static int run(int argc, char** argv) {
     if (*apply) return applyReport(report, in, out);
     std::string err;
     if (!prepareStorage(info.storageRoot, &err)) return fail(err);
-    if (*def) return storeReference(info.storageRoot);
+    if (*def) return storeReference(info.storageRoot, !noWait);
     if (*signal) return writeStimulus(stimulusPath, seconds, options);
-    if (*batch) return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
+    StorageLock lock;
+    if (*batch) {
+        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
+        return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
+    }
     SessionResult r;
     vsim::Load tabulated;
     FeedOptions feed;
@@ -321,11 +351,13 @@ static int run(int argc, char** argv) {
     for (int f = 0; f < 4; f++)
         if (format == feedFormatName(f)) feed.format = f;
     if (*measure && !loadFile.empty()) {
+        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         if (!simulateLoadFile(loadFile, modeNumber(mode), options, true, &info, &r, &tabulated, &err, feed))
             return fail(err);
     } else if (*measure) {
         vsim::Load load;
         if (!vsim::findPreset(preset, &load, &err)) return fail(err);
+        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err, feed)) return fail(err);
     } else {
         std::vector<int16_t> samples;
@@ -334,9 +366,10 @@ static int run(int argc, char** argv) {
         if (!ok) return fail(err);
         info.command = "replay";
         info.source = files.size() == 1 ? files[0] : files[0] + " + " + files[1];
+        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         r = replaySamples(samples, modeNumber(mode), true, feed);
     }
-    return finish(info, std::move(r), json, png, saveWav, saveRaw, tabulated);
+    return finish(info, std::move(r), &lock, json, png, saveWav, saveRaw, tabulated);
 }
 
 int main(int argc, char** argv) {

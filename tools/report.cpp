@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "tools/coverage.h"
@@ -42,6 +41,12 @@ int exitStatus(const SessionResult& r) {
     if (r.result == VANDRO_DONE) return kExitDone;
     if (r.result >= VANDRO_NOT_ENOUGH_DATA && r.result <= VANDRO_NEW_HEADSET) return r.result;
     return kExitRefused;
+}
+
+int reportStatus(const Report& rep) {
+    const bool identify = rep.info.mode == "identify";
+    if (identify && rep.curveFile.checked && !rep.curveFile.fromThisRun) return kExitNotThisRunsCurve;
+    return exitStatus(rep.run);
 }
 
 const char* headphoneTypeName(int type) { return type == 0 ? "concha" : (type == 1 ? "in-ear" : ""); }
@@ -137,13 +142,13 @@ static void printCoefficients(const Report& rep) {
 }
 
 // The curve files that exist now, by name.
-static std::vector<std::string> curveFiles(const std::string& root) {
-    std::vector<std::string> names;
-    for (const char* n : {"device_impedance.dat", "default_device_impedance.dat"}) {
-        std::error_code ec;
-        if (std::filesystem::is_regular_file(root + "/data/" + n, ec)) names.push_back(n);
-    }
-    return names;
+// The curve files this run wrote and read back, or compared with.
+static std::string curveFilesText(const Report& rep) {
+    std::string list;
+    if (rep.curveFile.fromThisRun) list = "device_impedance.dat (this run's curve, read back)";
+    if (!rep.referenceOhms.empty())
+        list += (list.empty() ? "" : ", ") + std::string("default_device_impedance.dat (the reference compared with)");
+    return list.empty() ? "none from this run" : list;
 }
 
 void printReport(const Report& rep) {
@@ -165,14 +170,17 @@ void printReport(const Report& rep) {
     if (unfinished(r)) printCoverage(d);
     printCurve(d);
     printSearch(d);
-    if (d.identified)
-        printf("Identification: correlation %.4f, threshold %.2f: %s\n", d.correlation, d.sameHeadsetThreshold,
-               r.result == VANDRO_DONE ? "same headset" : "new headset");
+    if (d.identified) {
+        char correlation[32] = "not a number";
+        if (std::isfinite(d.correlation)) snprintf(correlation, sizeof correlation, "%.4f", d.correlation);
+        printf("Identification: correlation %s, threshold %.2f: %s%s%s\n", correlation, d.sameHeadsetThreshold,
+               r.result == VANDRO_DONE ? "same headset" : "new headset",
+               std::isfinite(d.correlation) ? "" : ", because the library counts a correlation that is not a number as the same headset",
+               rep.curveFile.fromThisRun ? "" : ", against a curve file that is not this run's");
+    }
     if (d.haveCoefficients) printCoefficients(rep);
-    std::vector<std::string> files = curveFiles(info.storageRoot);
-    std::string list;
-    for (const std::string& f : files) list += (list.empty() ? "" : ", ") + f;
-    printf("Curve files: %s/data (%s)\n", info.storageRoot.c_str(), files.empty() ? "none" : list.c_str());
+    for (const std::string& w : rep.warnings) printf("Warning: %s\n", w.c_str());
+    printf("Curve files: %s/data: %s\n", info.storageRoot.c_str(), curveFilesText(rep).c_str());
 }
 
 // A number, or null when it is not finite (the caller says why beside it).
@@ -246,7 +254,8 @@ std::string reportJson(const Report& rep) {
     j["mode"] = info.mode;
     j["result"] = r.result;
     j["result_meaning"] = resultMeaning(r.result, info.mode, r.inputEnded);
-    j["exit_status"] = exitStatus(r);
+    j["exit_status"] = reportStatus(rep);
+    j["warnings"] = rep.warnings;
     j["reason"] = d.reason != nullptr ? json(d.reason) : json(nullptr);
     j["buffers"] = r.buffers;
     j["storage_root"] = info.storageRoot;
@@ -280,12 +289,22 @@ std::string reportJson(const Report& rep) {
         bool anyNull = false;
         j["reference_curve"] = {{"freq_hz", numbers(d.curveHz, kDeviceCurvePoints, &anyNull)},
                                 {"ohms", numbers(rep.referenceOhms.data(), kDeviceCurvePoints, &anyNull)}};
+        if (anyNull) j["reference_curve"]["null_because"] = "the reference curve file holds values that are not numbers";
     }
+    j["curve_file"] = nullptr;
+    if (rep.curveFile.checked)
+        j["curve_file"] = {{"path", diagnosticsDeviceCurvePath()},
+                           {"from_this_run", rep.curveFile.fromThisRun},
+                           {"problem", rep.curveFile.fromThisRun ? json(nullptr) : json(rep.curveFile.problem)}};
     j["identification"] = nullptr;
     if (d.identified)
+    {
         j["identification"] = {{"correlation", number(d.correlation)},
                                {"threshold", d.sameHeadsetThreshold},
-                               {"same", r.result == VANDRO_DONE}};
+                               {"same", r.result == VANDRO_DONE},
+                               {"curve_from_this_run", rep.curveFile.fromThisRun}};
+        if (!rep.identificationNullBecause.empty()) j["identification"]["null_because"] = rep.identificationNullBecause;
+    }
     j["coefficients"] = nullptr;
     j["coefficient_order"] = {"b0", "b1", "b2", "a1", "a2"};
     j["sample_rate_hz"] = VANDRO_DESIGN_RATE_HZ;

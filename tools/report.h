@@ -18,7 +18,9 @@ enum ExitStatus {
     kExitNewHeadset = 5,    // result 5
     kExitInputEnded = 6,    // the input ended before the library answered
     kExitRefused = 7,       // the library refused the call
-    kExitNoPicture = 8      // the picture could not be drawn (the report was written)
+    kExitNoPicture = 8,     // the picture could not be drawn (the report was written)
+    kExitNotThisRunsCurve = 9,  // an identification rests on a curve file this run could not write or read back
+    kExitStorageBusy = 10   // --no-wait, and another run holds the storage root
 };
 
 struct RunInfo {
@@ -33,6 +35,13 @@ struct RunInfo {
     bool simulated = false;
 };
 
+// The device curve file, read back after the run.
+struct CurveFileCheck {
+    bool checked = false;      // the run built a device curve, so the file should hold it
+    bool fromThisRun = false;  // and it does, exactly as the file layer writes it
+    std::string problem;       // why not, following the file's path ("is missing", ...)
+};
+
 // Everything the report shows of one run.
 struct Report {
     RunInfo info;
@@ -41,12 +50,18 @@ struct Report {
     bool haveResponse = false;
     std::vector<double> referenceOhms;  // the stored reference, in identify mode
     std::vector<double> loadHz, loadOhms;  // a tabulated load's input curve
+    CurveFileCheck curveFile;
+    std::string identificationNullBecause;  // why a correlation that is not a number meant "same headset"
+    std::vector<std::string> warnings;      // one sentence each
 };
 
 Report makeReport(const RunInfo& info, SessionResult run);
 // One-line meaning of a result for the mode it was asked in.
 std::string resultMeaning(int result, const std::string& mode, bool inputEnded);
 int exitStatus(const SessionResult& r);
+// The run's exit status, its files considered: 9 for an identification whose
+// curve file is not this run's.
+int reportStatus(const Report& report);
 void printReport(const Report& report);
 // The report as JSON text (schema 1).
 std::string reportJson(const Report& report);

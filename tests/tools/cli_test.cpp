@@ -2,9 +2,16 @@
 // root): exit statuses, error lines, reports that show only this run.
 #include <gtest/gtest.h>
 
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <sstream>
 
 #include "sim/audio_io.h"
@@ -50,25 +57,56 @@ class Cli : public ::testing::Test {
     std::string dir;
 };
 
-// Every malformed input gets one line on stderr and status 1 (data/cli_errors.txt).
+// Holds the storage lock as another run would, while it lives.
+struct HeldLock {
+    int fd = open((storageRoot() + "/.vandro.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    HeldLock() { EXPECT_EQ(flock(fd, LOCK_EX), 0); }
+    ~HeldLock() { close(fd); }
+};
+
+static std::string referenceOf(double ohms, int nanLine = 0) {
+    std::string text;
+    for (int i = 1; i <= 228; i++) text += i == nanLine ? "nan\n" : std::to_string(ohms) + "\n";
+    return text;
+}
+
+// Every malformed input and hostile storage gets one line on stderr and its status (data/cli_errors.txt).
 TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
     vsim::writeWav(dir + "a.wav", std::vector<int16_t>(2 * 4800, 1000), nullptr);
+    const std::string data = storageRoot() + "/data/", curve = data + "device_impedance.dat";
+    const std::map<std::string, std::function<void()>> setups = {
+        {"curve-dir", [&] { writeText(data + "default_device_impedance.dat", referenceOf(30)), makeDirs(curve); }},
+        {"unwritten", [&] { makeDirs(curve), vandro({"measure"}); }},
+        {"nan-reference", [&] { writeText(data + "default_device_impedance.dat", referenceOf(30, 5)); }},
+        {"damaged-record", [&] { writeText(data + "vandro-last-run.json", "{bad"); }},
+        {"record-dir", [&] { makeDirs(data + "vandro-last-run.json"); }},
+        {"no-curve", [&] { vandro({"measure"}), std::filesystem::remove(curve); }}};
     std::ifstream rows(referenceFile("cli_errors.txt"));
     int count = 0;
     for (std::string row; std::getline(rows, row);) {
         if (row.empty() || row[0] == '#') continue;
+        std::string setup;
+        int status = 1;
+        if (row[0] == '[') {
+            std::istringstream(row.substr(1, row.find(']') - 1)) >> setup >> status;
+            row = row.substr(row.find(']') + 2);
+        }
         replaceAll(row, "$IN", referenceFile("cli")), replaceAll(row, "$OUT/", dir), replaceAll(row, "$OUT", dir);
+        replaceAll(row, "$ROOT", storageRoot());
         const size_t split = row.find("=> ");
         std::vector<std::string> args;
         std::istringstream words(row.substr(0, split));
         for (std::string w; words >> w;) args.push_back(w == "\"\"" ? "" : w);
+        removeTree(storageRoot() + "/data"), makeDirs(storageRoot() + "/data");
+        if (setup != "lock" && !setup.empty()) setups.at(setup)();
+        const std::unique_ptr<HeldLock> held(setup == "lock" ? new HeldLock : nullptr);
         const CliRun r = vandro(args);
-        EXPECT_EQ(r.status, 1) << row << "\n" << r.err;
+        EXPECT_EQ(r.status, status) << row << "\n" << r.err;
         EXPECT_EQ(r.err.rfind(row.substr(split + 3), 0), 0u) << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
         count++;
     }
-    EXPECT_EQ(count, 19);
+    EXPECT_EQ(count, 28);
     ASSERT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o.flac"}).status, 0);  // the format its name asks for
     char magic[4] = {};
     std::ifstream(dir + "o.flac", std::ios::binary).read(magic, 4);
@@ -180,4 +218,32 @@ TEST_F(Cli, PicturesAreDrawnWithoutAShell) {
         EXPECT_EQ(std::count(f.err.begin(), f.err.end(), '\n'), 1) << f.err;
         EXPECT_TRUE(fileExists(dir + "r.json"));
     }
+}
+
+// A second run waits for the storage root and says so once; it runs when the
+// first lets go. The test holds the lock and reads the waiting line, no sleep.
+TEST_F(Cli, ASecondRunWaitsForTheStorageRoot) {
+    std::optional<HeldLock> held(std::in_place);
+    int pipeFds[2];
+    ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], 2);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    char* argv[] = {(char*)VANDRO_CLI, (char*)"measure", nullptr};
+    pid_t pid;
+    ASSERT_EQ(posix_spawn(&pid, VANDRO_CLI, &actions, nullptr, argv, environ), 0);
+    close(pipeFds[1]);
+    std::string err;
+    char c;
+    while (err.find('\n') == std::string::npos && read(pipeFds[0], &c, 1) == 1) err += c;
+    EXPECT_EQ(err, "vandro: waiting: another run holds the storage root (" + storageRoot() + "/.vandro.lock)\n");
+    EXPECT_FALSE(fileExists(dataFile("device_impedance.dat")));
+    held.reset();
+    while (read(pipeFds[0], &c, 1) == 1) err += c;
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0) << err;
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+    EXPECT_TRUE(fileExists(dataFile("device_impedance.dat")));
 }
