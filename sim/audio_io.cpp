@@ -28,9 +28,10 @@ static bool writePcm16(const std::string& path, const std::vector<int16_t>& samp
     SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
     if (f == nullptr) return fail(error, path + ": cannot write: " + sf_strerror(nullptr));
     sf_count_t frames = static_cast<sf_count_t>(samples.size() / channels);
-    sf_count_t written = sf_writef_short(f, samples.data(), frames);
-    sf_close(f);
-    if (written != frames) return fail(error, path + ": short write");
+    const sf_count_t written = sf_writef_short(f, samples.data(), frames);
+    const std::string why = written != frames ? sf_strerror(f) : "";
+    if (sf_close(f) != 0 || written != frames)
+        return fail(error, path + ": cannot write: " + (why.empty() ? "the file could not be completed" : why));
     return true;
 }
 

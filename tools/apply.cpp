@@ -11,6 +11,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "tools/output_file.h"
+
 #include "engine/vandro.h"
 
 static int fail(const std::string& message) {
@@ -146,11 +148,21 @@ int applyReport(const std::string& report, const std::string& input, const std::
     if (outInfo.format == 0)
         return fail(output + ": this format cannot hold " + std::to_string(info.channels) + " channel(s) at " +
                     std::to_string(info.samplerate) + " Hz");
-    SNDFILE* out = sf_open(output.c_str(), SFM_WRITE, &outInfo);
-    if (out == nullptr) return fail(output + ": cannot write: " + sf_strerror(nullptr));
+    std::string temp;
+    if (!beginOutput(output, &temp, &err)) return fail(err);
+    SNDFILE* out = sf_open(temp.c_str(), SFM_WRITE, &outInfo);
+    if (out == nullptr) {
+        abandonOutput(temp);
+        return fail(output + ": cannot write: " + sf_strerror(nullptr));
+    }
     sf_command(out, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    sf_writef_double(out, x.data(), frames);
-    sf_close(out);
+    const bool whole = sf_writef_double(out, x.data(), frames) == frames;
+    const std::string why = whole ? "the file could not be completed" : sf_strerror(out);
+    if (sf_close(out) != 0 || !whole) {
+        abandonOutput(temp);
+        return fail(output + ": cannot write: " + why);
+    }
+    if (!finishOutput(output, temp, &err)) return fail(err);
     printf("Filtered %ld frames, %d channel(s): peak %.3f (%.2f dBFS)\n", frames, info.channels, peak,
            20 * log10(peak > 0 ? peak : 1e-12));
     if (clipped > 0) printf("warning: %ld samples clipped at full scale\n", clipped);

@@ -10,6 +10,7 @@
 #include "sim/audio_io.h"
 #include "sim/load_file.h"
 #include "tools/coverage.h"
+#include "tools/interrupt.h"
 #include "tools/provenance.h"
 #include "tools/readback.h"
 
@@ -116,6 +117,7 @@ static bool runItem(const Item& item, int mode, long offset, const RunInfo& base
         info.command = "replay";
         run = replaySamples(samples, mode, false);
     }
+    if (interruptSignal() != 0) return false;  // cut short: neither read back nor recorded
     *rep = makeReport(info, std::move(run));
     if (item.isLoad) addLoadCurve(load, rep);
     readBackFiles(rep);
@@ -149,14 +151,26 @@ int runBatch(const std::vector<std::string>& captures, const std::vector<std::st
             return kExitUsage;
         }
     }
+    // Written directly and flushed row by row: an interrupted batch keeps every finished row.
+    auto written = [&] {
+        csv.flush();
+        if (jsonl.is_open()) jsonl.flush();
+        const bool ok = csv.good() && (!jsonl.is_open() || jsonl.good());
+        if (!ok) fprintf(stderr, "vandro: %s: cannot write\n", (csv.good() ? options.jsonl : options.csv).c_str());
+        return ok;
+    };
     csv << "file,result,meaning,buffers,headphone_type,reason,clipped_samples,short_bands\n";
+    if (!written()) return kExitUsage;
     int status = kExitDone, done = 0;
     for (const Item& item : items) {
+        if (interruptSignal() != 0) break;
         progress(done, items.size(), item.name);
         Report rep;
         std::string error;
         int itemStatus;
-        if (runItem(item, mode, options.offset, base, &rep, &error)) {
+        const bool ran = runItem(item, mode, options.offset, base, &rep, &error);
+        if (interruptSignal() != 0) break;  // the capture was cut short: no row
+        if (ran) {
             const DiagnosticRecord& d = *rep.run.record;
             csv << csvField(item.name) << "," << rep.run.result << ","
                 << csvField(resultMeaning(rep.run.result, base.mode, rep.run.inputEnded)) << "," << rep.run.buffers
@@ -172,15 +186,14 @@ int runBatch(const std::vector<std::string>& captures, const std::vector<std::st
                       << "\n";
             itemStatus = kExitUsage;
         }
+        if (!written()) return kExitUsage;
         if (status == kExitDone) status = itemStatus;
         done++;
     }
     progress(done, items.size(), "");
-    csv.close();
-    if (!csv.good()) {
-        fprintf(stderr, "vandro: %s: cannot write\n", options.csv.c_str());
-        return kExitUsage;
-    }
+    if (interruptSignal() != 0)
+        return reportInterrupt("batch stopped after " + std::to_string(done) + " of " + std::to_string(items.size()) +
+                               " captures; their rows are in " + options.csv);
     printf("batch: %d run(s); rows in %s\n", done, options.csv.c_str());
     return status;
 }

@@ -15,6 +15,8 @@
 #include "sim/presets.h"
 #include "tools/apply.h"
 #include "tools/batch.h"
+#include "tools/interrupt.h"
+#include "tools/output_file.h"
 #include "tools/plot.h"
 #include "tools/provenance.h"
 #include "tools/readback.h"
@@ -56,25 +58,59 @@ static bool prepareStorage(const std::string& root, std::string* error) {
     return true;
 }
 
-static bool writeText(const std::string& path, const std::string& text, std::string* error) {
-    std::ofstream out(path);
-    out << text;
-    out.close();
-    if (!out.good()) {
-        *error = path + ": cannot write the report";
+// The library's file layer keeps the first 255 characters of a path.
+static const size_t kLibraryPathMax = 255;
+
+// Where --save-raw writes, refused before the run when the library's file
+// layer could not take the path.
+static bool rawCaptureDir(const std::string& rawDir, std::string* dir, std::string* error) {
+    *dir = std::filesystem::absolute(rawDir).lexically_normal().string();
+    while (dir->size() > 1 && dir->back() == '/') dir->pop_back();
+    const size_t longest = dir->size() + std::string("/rawDataI.dat").size();
+    if (longest > kLibraryPathMax) {
+        *error = rawDir + ": too long a path for the library's file layer (" + std::to_string(longest) +
+                 " bytes with rawDataI.dat; at most " + std::to_string(kLibraryPathMax) + ")";
         return false;
     }
     return true;
+}
+
+// One channel through the library's own writer into a temporary beside its
+// name, read back for its line count, then renamed.
+static bool saveRawChannel(const std::vector<double>& values, const std::string& target, std::string* error) {
+    std::string temp, text, why;
+    if (!beginOutput(target, &temp, error)) return false;
+    writeArrayToFile(values.data(), 0, static_cast<int>(values.size()), temp.c_str());
+    takeLog();
+    const bool whole = readFileBytes(temp, &text, &why) &&
+                       static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) == values.size();
+    if (!whole) {
+        abandonOutput(temp);
+        *error = target + ": cannot write the raw capture whole (is the disk full?)";
+        return false;
+    }
+    return finishOutput(target, temp, error);
 }
 
 // Writes what a run fed: a 2-channel WAV, and/or rawDataI.dat and rawDataV.dat
 // in the library's own raw-capture format (its writer, one value per line).
 static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav, const std::string& rawDir,
                         std::string* error) {
-    if (!wav.empty() && !vsim::writeWav(wav, fed, error)) return false;
+    std::string temp, dir;
+    if (!wav.empty()) {
+        if (!beginOutput(wav, &temp, error)) return false;
+        if (!vsim::writeWav(temp, fed, error)) {
+            abandonOutput(temp);
+            const size_t at = error->find(temp);  // the message names the final file
+            if (at != std::string::npos) error->replace(at, temp.size(), wav);
+            return false;
+        }
+        if (!finishOutput(wav, temp, error)) return false;
+    }
     if (rawDir.empty()) return true;
+    if (!rawCaptureDir(rawDir, &dir, error)) return false;
     std::error_code ec;
-    std::filesystem::create_directories(rawDir, ec);
+    std::filesystem::create_directories(dir, ec);
     if (ec) {
         *error = rawDir + ": cannot create: " + ec.message();
         return false;
@@ -85,15 +121,7 @@ static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav,
         i[f] = fed[2 * f] / kInt16Scale;
         v[f] = fed[2 * f + 1] / kInt16Scale;
     }
-    const std::string dir = std::filesystem::absolute(rawDir).string();
-    writeArrayToFile(i.data(), 0, static_cast<int>(frames), (dir + "/rawDataI.dat").c_str());
-    writeArrayToFile(v.data(), 0, static_cast<int>(frames), (dir + "/rawDataV.dat").c_str());
-    takeLog();
-    if (!std::filesystem::is_regular_file(dir + "/rawDataV.dat", ec)) {
-        *error = rawDir + ": cannot write the raw capture";
-        return false;
-    }
-    return true;
+    return saveRawChannel(i, dir + "/rawDataI.dat", error) && saveRawChannel(v, dir + "/rawDataV.dat", error);
 }
 
 // Takes the storage root for this run; 0, or the exit status when it cannot.
@@ -113,6 +141,7 @@ static int own(StorageLock* lock, const std::string& root, bool wait) {
 static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, const std::string& json,
                   const std::string& picture, const std::string& saveWav, const std::string& saveRaw,
                   const vsim::Load& tabulated) {
+    if (interruptSignal() != 0) return reportInterrupt("the run was stopped; nothing was written");
     Report rep = makeReport(info, std::move(run));
     readBackFiles(&rep);
     recordLastRun(rep);
@@ -141,7 +170,7 @@ static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, con
         }
         close(jsonFd);
     }
-    if (!json.empty() && !jsonToStdout && !writeText(json, text, &err)) return fail(err);
+    if (!json.empty() && !jsonToStdout && !writeOutput(json, text, &err)) return fail(err);
     int status = reportStatus(rep);
     if (status == kExitNotThisRunsCurve)
         fprintf(stderr, "vandro: the identification rests on a curve file this run could not write or read back: %s %s\n",
@@ -149,20 +178,23 @@ static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, con
     else
         for (const std::string& w : rep.warnings) fprintf(stderr, "vandro: warning: %s\n", w.c_str());
     if (!picture.empty()) {
-        std::string jsonPath = jsonToStdout || json.empty() ? "" : json;
-        char temp[] = "/tmp/vandro-report-XXXXXX";
+        std::string jsonPath = jsonToStdout || json.empty() ? "" : json, scratch, drawn;
         if (jsonPath.empty()) {
-            const int fd = mkstemp(temp);
-            if (fd < 0) return fail("cannot make a temporary file for the picture");
-            close(fd);
-            jsonPath = temp;
-            if (!writeText(jsonPath, text, &err)) return fail(err);
+            if (!scratchFile(".json", &scratch, &err) || !writeOutput(scratch, text, &err)) return fail(err);
+            jsonPath = scratch;
         }
-        const std::string why = drawPicture(jsonPath, picture);
-        if (jsonPath == temp) unlink(temp);
+        std::string why;
+        if (beginOutput(picture, &drawn, &why)) {
+            why = drawPicture(jsonPath, drawn);
+            const size_t at = why.find(drawn);  // the script's reason names the final file
+            if (at != std::string::npos) why.replace(at, drawn.size(), picture);
+            if (why.empty()) finishOutput(picture, drawn, &why);
+        }
+        if (!scratch.empty()) abandonOutput(scratch);
         if (why.empty()) {
             printf("Plot: %s\n", picture.c_str());
         } else {
+            abandonOutput(drawn);
             fprintf(stderr, "vandro: the picture could not be drawn: %s\n", why.c_str());
             status = kExitNoPicture;
         }
@@ -333,7 +365,8 @@ static int run(int argc, char** argv) {
         return kExitDone;
     }
     if (*apply) return applyReport(report, in, out);
-    std::string err;
+    std::string err, rawDir;
+    if (!saveRaw.empty() && !rawCaptureDir(saveRaw, &rawDir, &err)) return fail(err);
     if (!prepareStorage(info.storageRoot, &err)) return fail(err);
     if (*def) return storeReference(info.storageRoot, !noWait);
     if (*signal) return writeStimulus(stimulusPath, seconds, options);
@@ -375,10 +408,14 @@ static int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     // Whatever escapes (memory for an enormous file, a file system error) is
     // one line and status 1, never an abort.
+    installInterruptHandlers();
+    int status;
     try {
-        return run(argc, argv);
+        status = run(argc, argv);
     } catch (const std::exception& e) {
         fprintf(stderr, "vandro: %s\n", e.what());
-        return kExitUsage;
+        status = kExitUsage;
     }
+    removeTemporaries();  // whatever is left is no finished output
+    return interruptSignal() != 0 ? reportInterrupt("stopped") : status;
 }

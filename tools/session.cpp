@@ -1,5 +1,7 @@
 #include "tools/session.h"
 
+#include "tools/interrupt.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +12,7 @@
 #include <stdexcept>
 
 #include "feed/vandro_feed.h"
+#include "tools/interrupt.h"
 
 const char* feedFormatName(int format) {
     static const char* const kNames[] = {"s16", "s24", "s32", "f32"};
@@ -74,7 +77,7 @@ SessionResult runSession(const BufferSource& next, int mode, bool showProgress, 
     while (status.result == VANDRO_COLLECTING && !(ended && head == pending.size())) {
         const size_t burst = options.random ? 1 + rng() % 1024 : static_cast<size_t>(options.periodFrames);
         while (!ended && pending.size() - head < burst * frameBytes) {
-            if (!next(buffer.data())) {
+            if (interruptSignal() != 0 || !next(buffer.data())) {
                 ended = true;
                 break;
             }

@@ -1,5 +1,7 @@
 #include "tools/storage_lock.h"
 
+#include "tools/interrupt.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -25,7 +27,12 @@ StorageLock::Outcome StorageLock::take(const std::string& storageRoot, bool wait
     bool said = false;
     for (;;) {
         if (flock(fd_, LOCK_EX | (wait && said ? 0 : LOCK_NB)) == 0) return kTaken;
-        if (errno == EINTR) continue;
+        if (errno == EINTR && interruptSignal() == 0) continue;
+        if (errno == EINTR) {
+            *error = "interrupted while waiting for the storage root";
+            release();
+            return kError;
+        }
         if (errno != EWOULDBLOCK) {
             *error = path + ": cannot take the storage lock: " + strerror(errno);
             release();

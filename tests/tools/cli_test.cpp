@@ -4,6 +4,7 @@
 
 #include <spawn.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <filesystem>
@@ -93,6 +94,7 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
         }
         replaceAll(row, "$IN", referenceFile("cli")), replaceAll(row, "$OUT/", dir), replaceAll(row, "$OUT", dir);
         replaceAll(row, "$ROOT", storageRoot());
+        replaceAll(row, "$LONG", dir + std::string(256 - dir.size() - 13, 'L'));
         const size_t split = row.find("=> ");
         std::vector<std::string> args;
         std::istringstream words(row.substr(0, split));
@@ -104,9 +106,12 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
         EXPECT_EQ(r.status, status) << row << "\n" << r.err;
         EXPECT_EQ(r.err.rfind(row.substr(split + 3), 0), 0u) << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        std::vector<std::string> left;
+        for (const auto& e : std::filesystem::directory_iterator(dir)) left.push_back(e.path().filename());
+        EXPECT_EQ(left, std::vector<std::string>{"a.wav"}) << row;
         count++;
     }
-    EXPECT_EQ(count, 28);
+    EXPECT_EQ(count, 32);
     ASSERT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o.flac"}).status, 0);  // the format its name asks for
     char magic[4] = {};
     std::ifstream(dir + "o.flac", std::ios::binary).read(magic, 4);
@@ -246,4 +251,42 @@ TEST_F(Cli, ASecondRunWaitsForTheStorageRoot) {
     EXPECT_EQ(WEXITSTATUS(status), 0) << err;
     EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
     EXPECT_TRUE(fileExists(dataFile("device_impedance.dat")));
+}
+
+// SIGINT once the first row is read: the batch keeps its finished rows whole,
+// writes no row for the capture it cut short, says so once and exits 130.
+TEST_F(Cli, AnInterruptedBatchKeepsItsFinishedRows) {
+    writeCapture(dir + "a.wav", "dual-ba", 40);
+    ASSERT_EQ(mkfifo((dir + "rows").c_str(), 0600), 0);
+    int errFds[2];
+    ASSERT_EQ(pipe2(errFds, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, errFds[1], 2);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    const std::string wav = dir + "a.wav", csv = dir + "rows";
+    char* argv[] = {(char*)VANDRO_CLI, (char*)"batch", (char*)wav.c_str(), (char*)wav.c_str(), (char*)wav.c_str(),
+                    (char*)"--csv", (char*)csv.c_str(), nullptr};
+    pid_t pid;
+    ASSERT_EQ(posix_spawn(&pid, VANDRO_CLI, &actions, nullptr, argv, environ), 0);
+    close(errFds[1]);
+    FILE* rows = fopen(csv.c_str(), "r");
+    ASSERT_NE(rows, nullptr);
+    char line[4096];
+    std::vector<std::string> got;
+    while (got.size() < 2 && fgets(line, sizeof line, rows) != nullptr) got.push_back(line);
+    kill(pid, SIGINT);
+    while (fgets(line, sizeof line, rows) != nullptr) got.push_back(line);
+    fclose(rows);
+    std::string err;
+    for (char c; read(errFds[0], &c, 1) == 1;) err += c;
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 130) << err;
+    ASSERT_GE(got.size(), 2u);
+    EXPECT_LT(got.size(), 4u);
+    for (const std::string& row : got) EXPECT_EQ(row.back(), '\n');
+    EXPECT_EQ(got[1].rfind(wav + ",1,", 0), 0u) << got[1];
+    EXPECT_EQ(err, "vandro: interrupted by SIGINT: batch stopped after " + std::to_string(got.size() - 1) +
+                       " of 3 captures; their rows are in " + csv + "\n");
 }
