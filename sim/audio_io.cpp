@@ -77,10 +77,15 @@ static bool readValues(const std::string& path, std::vector<double>* values, std
     values->clear();
     std::string line;
     for (long n = 1; std::getline(in, line); n++) {
+        // The whole line is one number in the C locale's notation (the program never sets another).
+        const size_t last = line.find_last_not_of(" \t\r");
+        const std::string token = last == std::string::npos ? "" : line.substr(0, last + 1);
         char* end = nullptr;
-        double v = strtod(line.c_str(), &end);
-        if (end == line.c_str() || !std::isfinite(v))
-            return fail(error, path + ": line " + std::to_string(n) + " is not a number");
+        errno = 0;
+        const double v = strtod(token.c_str(), &end);
+        if (token.empty() || end != token.c_str() + token.size() || errno == ERANGE || !std::isfinite(v))
+            return fail(error, path + ":" + std::to_string(n) + ": not a number" +
+                                   (token.find(',') != std::string::npos ? " (a decimal comma? use a point)" : ""));
         values->push_back(v);
     }
     return true;

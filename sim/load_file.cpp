@@ -60,6 +60,7 @@ bool readLoadFile(const std::string& path, Load* load, std::string* error) {
     bool header = false;
     for (std::string raw; std::getline(in, raw);) {
         n++;
+        if (n == 1 && raw.rfind("\xEF\xBB\xBF", 0) == 0) raw.erase(0, 3);  // a UTF-8 byte-order mark
         const std::string line = trim(raw);
         if (line.empty() || line[0] == '*' || line[0] == '#') continue;
         const std::vector<std::string> f = fields(line);
@@ -67,7 +68,8 @@ bool readLoadFile(const std::string& path, Load* load, std::string* error) {
         bool numeric = f.size() == 2 || f.size() == 3;
         for (size_t i = 0; numeric && i < f.size(); i++) numeric = number(f[i], &v[i]);
         if (!numeric) {
-            const std::string h = lower(line);
+            std::string h = lower(line);  // the header in any case, with any spaces
+            h.erase(std::remove_if(h.begin(), h.end(), [](char c) { return c == ' ' || c == '\t'; }), h.end());
             if (t.hz.empty() && !header && (h == "freq_hz,z_ohm" || h == "freq_hz,z_ohm,phase_deg")) {
                 header = true;
                 columns = h == "freq_hz,z_ohm" ? 2 : 3;

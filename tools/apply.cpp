@@ -74,6 +74,8 @@ static int majorFormatFor(const std::string& path, std::string* known) {
     if (!ext.empty()) ext = ext.substr(1);
     std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char ch) { return std::tolower(ch); });
     if (ext == "aif") ext = "aiff";
+    if (ext == "ogg") ext = "oga";  // libsndfile names its Ogg container by the audio-only extension
+    if (ext == "mp3") ext = "m1a";
     int count = 0;
     sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
     int found = 0;
@@ -81,7 +83,9 @@ static int majorFormatFor(const std::string& path, std::string* known) {
         SF_FORMAT_INFO info = {};
         info.format = m;
         sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &info, sizeof info);
-        *known += std::string(known->empty() ? "." : ", .") + info.extension;
+        const std::string listed = std::string(".") + info.extension;
+        if ((", " + *known + ", ").find(", " + listed + ", ") == std::string::npos)  // some containers share one
+            *known += (known->empty() ? "" : ", ") + listed;
         if (found == 0 && !ext.empty() && ext == info.extension) found = info.format;
     }
     return found;

@@ -59,10 +59,10 @@ static std::string bandsText(const Report& rep) {
 }
 
 static void progress(size_t done, size_t total, const std::string& name) {
-    if (!isatty(STDERR_FILENO)) return;
+    if (!progressTerminal()) return;
     const int width = 30, filled = total > 0 ? static_cast<int>(width * done / total) : width;
     fprintf(stderr, "\r\033[K[%s%s] %zu/%zu %s", std::string(filled, '#').c_str(),
-            std::string(width - filled, ' ').c_str(), done, total, name.c_str());
+            std::string(width - filled, ' ').c_str(), done, total, escapedName(name).c_str());
     if (done == total) fprintf(stderr, "\r\033[K");
 }
 
@@ -182,7 +182,10 @@ int runBatch(const std::vector<std::string>& captures, const std::vector<std::st
         } else {
             csv << csvField(item.name) << ",,error,0,," << csvField(error) << ",,\n";
             if (jsonl.is_open())
-                jsonl << nlohmann::json({{"schema", 1}, {"source", {{"name", item.name}}}, {"error", error}}).dump()
+                jsonl << nlohmann::json({{"schema", 1},
+                                         {"source", {{"name", item.name}, {"name_bytes", escapedName(item.name, true)}}},
+                                         {"error", error}})
+                             .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
                       << "\n";
             itemStatus = kExitUsage;
         }

@@ -35,6 +35,20 @@ static const char kStatuses[] =
 // Two library buffers: the ring holds four, and the program empties it after every burst.
 static const int kMaxPeriodFrames = 2 * VANDRO_FRAMES_PER_BUFFER;
 
+// A finite number from lo to hi, the whole argument; the message states the real range.
+static CLI::Validator numberFrom(double lo, double hi, const std::string& what) {
+    return CLI::Validator(
+        [=](std::string& text) {
+            char* end = nullptr;
+            const double v = strtod(text.c_str(), &end);
+            const bool ok = !text.empty() && end == text.c_str() + text.size() && std::isfinite(v) && v >= lo && v <= hi;
+            char range[96];
+            snprintf(range, sizeof range, "must be a number from %g to %g", lo, hi);
+            return ok ? std::string() : std::string(range) + what;
+        },
+        "NUMBER");
+}
+
 static int modeNumber(const std::string& mode) {
     return mode == "identify" ? VANDRO_MODE_IDENTIFY : (mode == "curve" ? VANDRO_MODE_CURVES : VANDRO_MODE_FIT);
 }
@@ -208,9 +222,16 @@ static int writeStimulus(const std::string& path, double seconds, const vsim::Ca
     std::vector<int16_t> samples;
     std::string err;
     const long frames = std::lround(seconds * vsim::kSampleRate);
-    if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) ||
-        !vsim::writeMonoWav(path, samples, &err))
+    std::string temp;
+    if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) || !beginOutput(path, &temp, &err))
         return fail(err);
+    if (!vsim::writeMonoWav(temp, samples, &err)) {
+        abandonOutput(temp);
+        const size_t at = err.find(temp);  // the message names the final file
+        if (at != std::string::npos) err.replace(at, temp.size(), path);
+        return fail(err);
+    }
+    if (!finishOutput(path, temp, &err)) return fail(err);
     const double crest = vsim::stimulusCrest(options.seed);
     printf("Stimulus: %s (%.1f s, mono 16-bit 44.1 kHz, peak %.1f dBFS, crest factor %.2f (%.1f dB), seed %lu)\n",
            path.c_str(), frames / vsim::kSampleRate, options.levelDbfs, crest, 20 * log10(crest),
@@ -269,12 +290,12 @@ static int run(int argc, char** argv) {
     measure->add_option("--seed", options.seed, "excitation and noise seed")
         ->check(CLI::Range(0.0, 1.8e19))->capture_default_str();
     measure->add_option("--level", options.levelDbfs, "drive peak in dBFS")
-        ->check(CLI::Range(-120.0, 0.0))->capture_default_str();
+        ->check(numberFrom(-120, 0, " dBFS"))->capture_default_str();
     measure->add_option("--offset", options.offset,
                         "start the capture this many frames into the played stimulus (default: from the seed)")
         ->check(CLI::NonNegativeNumber);
     measure->add_option("--snr", options.snrDb, "noise on each channel, dB below its RMS (default: none)")
-        ->check(CLI::Range(-60.0, 200.0));
+        ->check(numberFrom(-60, 200, " dB (leave it out for no noise)"));
     CLI::App* replay = app.add_subcommand("replay", "run the library on captured data: FILE.wav, or rawDataI.dat rawDataV.dat");
     replay->add_option("files", files, "a 2-channel 16-bit 44.1 kHz WAV (I, V), or the two raw-capture files")
         ->required()->expected(1, 2)->check(fileName);
@@ -315,8 +336,8 @@ static int run(int argc, char** argv) {
     std::string stimulusPath;
     double seconds = 30.0;
     signal->add_option("--wav", stimulusPath, "mono 16-bit 44.1 kHz WAV to write")->required()->check(fileName);
-    signal->add_option("--seconds", seconds, "length")->check(CLI::Range(0.2, 3600.0))->capture_default_str();
-    signal->add_option("--level", options.levelDbfs, "peak in dBFS")->check(CLI::Range(-120.0, 0.0))
+    signal->add_option("--seconds", seconds, "length")->check(numberFrom(0.2, 3600, " seconds"))->capture_default_str();
+    signal->add_option("--level", options.levelDbfs, "peak in dBFS")->check(numberFrom(-120, 0, " dBFS"))
         ->capture_default_str();
     signal->add_option("--seed", options.seed, "phases of the excitation")->check(CLI::NonNegativeNumber)
         ->capture_default_str();
@@ -364,9 +385,28 @@ static int run(int argc, char** argv) {
         for (const vsim::Load& l : vsim::presets()) printf("%-12s %s\n", l.name.c_str(), l.note.c_str());
         return kExitDone;
     }
-    if (*apply) return applyReport(report, in, out);
     std::string err, rawDir;
     if (!saveRaw.empty() && !rawCaptureDir(saveRaw, &rawDir, &err)) return fail(err);
+    if (saveWav == "-") return fail("--save-wav: - is not a file name here (standard output carries the report)");
+    std::vector<std::string> inputs = files;
+    std::vector<std::pair<std::string, std::string>> outputs;
+    if (*apply) inputs = {report, in}, outputs = {{"output", out}};
+    if (*batch) {
+        inputs = captures;
+        inputs.insert(inputs.end(), loads.begin(), loads.end());
+        for (const std::string& c : captures) inputs.insert(inputs.end(), {c + "/rawDataI.dat", c + "/rawDataV.dat"});
+        outputs = {{"--csv", batchOptions.csv}};
+        if (!batchOptions.jsonl.empty()) outputs.push_back({"--jsonl", batchOptions.jsonl});
+    }
+    if (!loadFile.empty()) inputs.push_back(loadFile);
+    for (const std::string& f : files) inputs.insert(inputs.end(), {f + "/rawDataI.dat", f + "/rawDataV.dat"});
+    for (const auto& [option, path] : {std::pair<std::string, std::string>{"--json", json}, {"--plot", png},
+                                       {"--save-wav", saveWav}})
+        if (!path.empty() && path != "-") outputs.push_back({option, path});
+    if (!rawDir.empty())
+        outputs.insert(outputs.end(), {{"--save-raw", rawDir + "/rawDataI.dat"}, {"--save-raw", rawDir + "/rawDataV.dat"}});
+    if (!distinctOutputs(inputs, outputs, &err)) return fail(err);
+    if (*apply) return applyReport(report, in, out);
     if (!prepareStorage(info.storageRoot, &err)) return fail(err);
     if (*def) return storeReference(info.storageRoot, !noWait);
     if (*signal) return writeStimulus(stimulusPath, seconds, options);

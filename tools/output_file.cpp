@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 // Fixed storage, so that a signal handler can walk it without allocating.
 static const int kSlots = 16;
@@ -119,4 +120,53 @@ bool scratchFile(const std::string& suffix, std::string* path, std::string* erro
     const char* dir = getenv("TMPDIR");
     const std::string base = dir != nullptr && dir[0] != '\0' ? dir : "/tmp";
     return makeTemporary(base + "/vandro-XXXXXX" + suffix, static_cast<int>(suffix.size()), base + "/vandro-*", path, error);
+}
+
+namespace {
+struct FileId {
+    bool special = false, exists = false;
+    dev_t dev = 0;
+    ino_t ino = 0;
+    std::string path;  // resolved, for a file still to be made
+};
+FileId fileId(const std::string& path) {
+    FileId id;
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) {
+        id.exists = true;
+        id.special = !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
+        id.dev = st.st_dev;
+        id.ino = st.st_ino;
+    } else {
+        std::error_code ec;
+        id.path = std::filesystem::weakly_canonical(std::filesystem::absolute(path, ec), ec).string();
+    }
+    return id;
+}
+bool same(const FileId& a, const FileId& b) {
+    if (a.special || b.special || a.exists != b.exists) return false;
+    return a.exists ? a.dev == b.dev && a.ino == b.ino : a.path == b.path;
+}
+}  // namespace
+
+bool distinctOutputs(const std::vector<std::string>& inputs,
+                     const std::vector<std::pair<std::string, std::string>>& outputs, std::string* error) {
+    std::vector<FileId> in, out;
+    for (const std::string& p : inputs) in.push_back(fileId(p));
+    for (size_t k = 0; k < outputs.size(); k++) {
+        const FileId id = fileId(outputs[k].second);
+        const std::string named = outputs[k].first + " " + outputs[k].second;
+        for (size_t i = 0; i < in.size(); i++)
+            if (same(id, in[i])) {
+                *error = named + ": this output is also an input (" + inputs[i] + ")";
+                return false;
+            }
+        for (size_t j = 0; j < out.size(); j++)
+            if (same(id, out[j])) {
+                *error = named + ": the same file as " + outputs[j].first + " " + outputs[j].second;
+                return false;
+            }
+        out.push_back(id);
+    }
+    return true;
 }

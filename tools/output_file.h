@@ -6,6 +6,8 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 // Where to write `target`: a new registered temporary beside it (mode as a
 // new file would get), or `target` itself when it is an existing device or
@@ -20,5 +22,11 @@ void abandonOutput(const std::string& writtenTo);
 bool writeOutput(const std::string& target, const std::string& bytes, std::string* error);
 // A new registered temporary file under $TMPDIR (else /tmp) ending in suffix.
 bool scratchFile(const std::string& suffix, std::string* path, std::string* error);
+// Refuses, before anything is written, an output that is also an input or
+// another output: existing files compared by device and inode, new ones by
+// their resolved paths; devices and FIFOs may be named more than once.
+// Outputs are (option, path); false with "OPTION PATH: REASON".
+bool distinctOutputs(const std::vector<std::string>& inputs,
+                     const std::vector<std::pair<std::string, std::string>>& outputs, std::string* error);
 // Removes every registered temporary; async-signal-safe.
 void removeTemporaries();

@@ -57,7 +57,7 @@ bool writeLastRun(const std::string& path, const LastRun& run, std::string* erro
                         {"curve_digest", run.curveDigest}};
     const std::string temp = path + ".tmp";
     std::ofstream out(temp);
-    out << j.dump(1) << "\n";
+    out << j.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
     out.close();
     if (!out.good() || rename(temp.c_str(), path.c_str()) != 0) {
         unlink(temp.c_str());

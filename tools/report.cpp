@@ -28,7 +28,7 @@ std::string resultMeaning(int result, const std::string& mode, bool inputEnded) 
             if (mode == "identify") return "same headset as the stored reference";
             if (mode == "curve") return "device and target curves done";
             return "done: 25 coefficients written";
-        case VANDRO_NOT_ENOUGH_DATA: return "not enough data after 120 buffers (source has insufficient frequency span)";
+        case VANDRO_NOT_ENOUGH_DATA: return "not enough data: 120 buffers did not suffice (source has insufficient frequency span)";
         case VANDRO_FAILED: return "the measurement failed";
         case VANDRO_REJECTED_LOAD: return "load rejected: a resistor or a high-impedance line input";
         case VANDRO_NEW_HEADSET: return "new headset: differs from the stored reference";
@@ -41,6 +41,41 @@ int exitStatus(const SessionResult& r) {
     if (r.result == VANDRO_DONE) return kExitDone;
     if (r.result >= VANDRO_NOT_ENOUGH_DATA && r.result <= VANDRO_NEW_HEADSET) return r.result;
     return kExitRefused;
+}
+
+// Length of the well-formed UTF-8 sequence at s[i] (2 to 4 bytes), or 0.
+static size_t utf8Sequence(const std::string& s, size_t i) {
+    const unsigned char c = s[i];
+    const size_t n = c >= 0xC2 && c <= 0xDF ? 2 : c >= 0xE0 && c <= 0xEF ? 3 : c >= 0xF0 && c <= 0xF4 ? 4 : 0;
+    if (n == 0 || i + n > s.size()) return 0;
+    const unsigned char c1 = s[i + 1];
+    if ((c == 0xE0 && c1 < 0xA0) || (c == 0xED && c1 > 0x9F) || (c == 0xF0 && c1 < 0x90) || (c == 0xF4 && c1 > 0x8F))
+        return 0;  // overlong, a surrogate, or beyond U+10FFFF
+    for (size_t k = 1; k < n; k++)
+        if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return 0;
+    return n;
+}
+
+std::string escapedName(const std::string& name, bool allBytes) {
+    std::string out;
+    for (size_t i = 0; i < name.size();) {
+        const unsigned char c = name[i];
+        const size_t n = c >= 0x80 && !allBytes ? utf8Sequence(name, i) : 0;
+        if (n > 0) {
+            out += name.substr(i, n);
+            i += n;
+            continue;
+        }
+        if (c >= 0x20 && c < 0x7F) {
+            out += static_cast<char>(c);
+        } else {
+            char hex[8];
+            snprintf(hex, sizeof hex, "\\x%02X", c);
+            out += hex;
+        }
+        i++;
+    }
+    return out;
 }
 
 int reportStatus(const Report& rep) {
@@ -155,7 +190,7 @@ void printReport(const Report& rep) {
     const RunInfo& info = rep.info;
     const SessionResult& r = rep.run;
     const DiagnosticRecord& d = *r.record;
-    printf("vandro %s: %s, mode %s\n", info.command.c_str(), info.source.c_str(), info.mode.c_str());
+    printf("vandro %s: %s, mode %s\n", info.command.c_str(), escapedName(info.source).c_str(), info.mode.c_str());
     if (!info.sourceNote.empty()) printf("  %s\n", info.sourceNote.c_str());
     if (info.simulated)
         printf("  seed %lu, start offset %ld frames, level %.1f dBFS, %s\n", info.seed, info.offset, info.levelDbfs,
@@ -163,7 +198,13 @@ void printReport(const Report& rep) {
     printCapture(r.capture);
     printFeed(r);
     printf("Result %d: %s\n", r.result, resultMeaning(r.result, info.mode, r.inputEnded).c_str());
-    printf("Buffers used: %d\n", r.buffers);
+    // One wording: how many the library took, and which of them answered.
+    const int n = r.buffers, tens = n % 100;
+    const char* th = tens >= 11 && tens <= 13 ? "th" : n % 10 == 1 ? "st" : n % 10 == 2 ? "nd" : n % 10 == 3 ? "rd" : "th";
+    if (r.result != VANDRO_COLLECTING && n > 0)
+        printf("Buffers: %d fed; the %d%s returned %d\n", n, n, th, r.result);
+    else
+        printf("Buffers: %d fed; the input ended before the library answered\n", n);
     if (d.reason != nullptr) printf("Reason: %s\n", d.reason);
     for (const LogLine& l : r.log)
         if (l.priority >= 6 || l.text == "New Headset Detected") printf("  library: %s\n", l.text.c_str());
@@ -244,7 +285,8 @@ std::string reportJson(const Report& rep) {
     json j;
     j["schema"] = 1;
     j["command"] = info.command;
-    j["source"] = {{"name", info.source}, {"note", info.sourceNote}, {"simulated", info.simulated}};
+    j["source"] = {{"name", info.source}, {"name_bytes", escapedName(info.source, true)},
+                   {"note", info.sourceNote}, {"simulated", info.simulated}};
     if (info.simulated) {
         j["source"]["seed"] = info.seed;
         j["source"]["offset"] = info.offset;
@@ -323,5 +365,5 @@ std::string reportJson(const Report& rep) {
             j["deviation"] = {{"rms_db", resp.rmsDb}, {"max_db", resp.maxDb}, {"max_at_hz", resp.maxAtHz},
                               {"level_offset_db", resp.levelOffsetDb}};
     }
-    return j.dump(1) + "\n";
+    return j.dump(1, ' ', false, json::error_handler_t::replace) + "\n";  // bytes that are not UTF-8: U+FFFD
 }

@@ -65,5 +65,8 @@ int reportStatus(const Report& report);
 void printReport(const Report& report);
 // The report as JSON text (schema 1).
 std::string reportJson(const Report& report);
+// A file name for the text report: bytes that are not UTF-8, and control
+// characters, as \xNN. With allBytes, every byte that is not printable ASCII.
+std::string escapedName(const std::string& name, bool allBytes = false);
 // Names of the headphone types: "in-ear", "concha", or "" for none.
 const char* headphoneTypeName(int type);

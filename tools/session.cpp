@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <stdexcept>
@@ -60,7 +61,7 @@ static CaptureCheck captureCheck(const VandroFeedStatus& s, const std::vector<in
 SessionResult runSession(const BufferSource& next, int mode, bool showProgress, const FeedOptions& options) {
     SessionResult r;
     r.feedOptions = options;
-    const bool tty = showProgress && isatty(STDERR_FILENO);
+    const bool tty = showProgress && progressTerminal();
     diagnosticsEnable(true);
     VandroInit();  // a fresh record even when no buffer arrives; the feed starts the measurement itself
     clearLog();
@@ -107,6 +108,11 @@ SessionResult runSession(const BufferSource& next, int mode, bool showProgress, 
     r.capture = captureCheck(status, r.fed);
     vandro_feed_destroy(feed);
     return r;
+}
+
+bool progressTerminal() {
+    const char* term = getenv("TERM");
+    return isatty(STDERR_FILENO) && term != nullptr && term[0] != '\0' && strcmp(term, "dumb") != 0;
 }
 
 SessionResult storeDefault() {

@@ -55,5 +55,7 @@ SessionResult runSession(const BufferSource& next, int mode, bool showProgress,
                          const FeedOptions& feed = FeedOptions());
 // The name of a VANDRO_FEED_* format as the program's options spell it: s16, s24, s32, f32.
 const char* feedFormatName(int format);
+// Whether progress may be drawn: stderr is a terminal whose TERM moves the cursor.
+bool progressTerminal();
 // VandroDefault, with the library's lines.
 SessionResult storeDefault();

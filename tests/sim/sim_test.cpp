@@ -19,7 +19,8 @@ TEST(Sim, CurveFilesInEveryFormatAndTheirRefusals) {
     const std::string dir = storageRoot() + "/";
     makeDirs(dir);
     for (const char* text : {"freq_hz,z_ohm\n20,32.5\n1000,30\n", "freq_hz,z_ohm,phase_deg\n20,32.5,1\n1000,30,0\n",
-                             "20, 32.5\n1000, 30\n", "* export\n# freq ohm\n20\t32.5\n\n1000   30\n", "* zma\n20 32.5 1\n1000 30 0\n"}) {
+                             "20, 32.5\n1000, 30\n", "* export\n# freq ohm\n20\t32.5\n\n1000   30\n", "* zma\n20 32.5 1\n1000 30 0\n",
+                             "\xEF\xBB\xBF Freq_Hz, Z_ohm\n20,32.5\n1000,30\n"}) {
         writeText(dir + "c.zma", text);
         Load load;
         std::string err;

@@ -111,11 +111,23 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
         EXPECT_EQ(left, std::vector<std::string>{"a.wav"}) << row;
         count++;
     }
-    EXPECT_EQ(count, 32);
+    EXPECT_EQ(count, 36);
     ASSERT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o.flac"}).status, 0);  // the format its name asks for
     char magic[4] = {};
     std::ifstream(dir + "o.flac", std::ios::binary).read(magic, 4);
     EXPECT_EQ(std::string(magic, 4), "fLaC");
+    // Every extension the README promises for apply's output.
+    std::stringstream readme;
+    readme << std::ifstream(referenceFile("../../README.md")).rdbuf();
+    const std::string text = readme.str(), from = "(any libsndfile writes: ";
+    ASSERT_NE(text.find(from), std::string::npos);
+    std::istringstream listed(text.substr(text.find(from) + from.size(), text.find("...", text.find(from)) - text.find(from) - from.size()));
+    int extensions = 0;
+    for (std::string ext; listed >> ext; extensions++) {
+        ext = ext.substr(0, ext.find(','));
+        EXPECT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o" + ext}).status, 0) << ext;
+    }
+    EXPECT_EQ(extensions, 4);
 }
 
 // The report agrees with the library's files; what a run fed, saved as a WAV
@@ -187,15 +199,16 @@ TEST_F(Cli, DefaultAndAShortRun) {
 TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
     writeCapture(dir + "good.wav", "dual-ba", 40);
     writeCapture(dir + "short.wav", "dual-ba", 5);
+    std::filesystem::copy_file(dir + "good.wav", dir + "n\xff.wav");  // a name that is not UTF-8
     writeText(dir + "bad.wav", "not audio");
     writeText(dir + "flat.csv", "freq_hz,z_ohm\n20,32\n20000,32\n");
     writeText(dir + "broken.zma", "20 32 0\n10 33 0\n");
-    const CliRun r = vandro({"batch", dir + "good.wav", dir + "short.wav", dir + "bad.wav", "--load", dir + "flat.csv",
+    const CliRun r = vandro({"batch", dir + "good.wav", dir + "n\xff.wav", dir + "short.wav", dir + "bad.wav", "--load", dir + "flat.csv",
                              dir + "broken.zma", "--csv", dir + "b.csv", "--jsonl", dir + "b.jsonl"});
     EXPECT_EQ(r.status, 6) << r.err;  // the status of the first capture that did not give result 1
     const std::vector<std::string> rows = readLines(dir + "b.csv"), starts = {
         "file,result,meaning,buffers,headphone_type,reason,clipped_samples,short_bands",
-        dir + "good.wav,1,done: 25 coefficients written,38,1,,0,",
+        dir + "good.wav,1,done: 25 coefficients written,38,1,,0,", dir + "n\xff.wav,1,",
         // Short bands by hand: 16 full-rate blocks and one decimated spectrum a buffer, on the
         // library's axes (full-rate bins 5..161 at k 22050/255 Hz, decimated 6..158 at k 1378/255 Hz).
         dir + "short.wav,0,the input ended before the library had enough data,5,,,0,"
@@ -205,7 +218,11 @@ TEST_F(Cli, BatchGivesEveryCaptureItsRow) {
         dir + "broken.zma,,error,0,," + dir + "broken.zma:2: frequencies are not increasing,,"};
     ASSERT_EQ(rows.size(), starts.size());
     for (size_t i = 0; i < rows.size(); i++) EXPECT_EQ(rows[i].rfind(starts[i], 0), 0u) << rows[i];
-    EXPECT_EQ(readLines(dir + "b.jsonl").size(), 5u);
+    const std::vector<std::string> reports = readLines(dir + "b.jsonl");
+    ASSERT_EQ(reports.size(), 6u);
+    const json odd = json::parse(reports[1]);  // valid UTF-8: the byte is U+FFFD, name_bytes keeps it
+    EXPECT_EQ(odd["source"]["name"], dir + "n\xef\xbf\xbd.wav");
+    EXPECT_EQ(odd["source"]["name_bytes"], dir + "n\\xFF.wav");
 }
 
 // The picture's name is only ever a file name: a quote in it runs nothing, the
