@@ -44,7 +44,7 @@ bool writeMonoWav(const std::string& path, const std::vector<int16_t>& samples, 
     return writePcm16(path, samples, 1, error);
 }
 
-bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string* error) {
+bool openWavStream(const std::string& path, WavStream* stream, std::string* error) {
     SF_INFO info = {};
     SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
     if (f == nullptr) return fail(error, path + ": cannot read: " + sf_strerror(nullptr));
@@ -61,10 +61,30 @@ bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string
         sf_close(f);
         return fail(error, path + ": " + problem);
     }
-    samples->assign(static_cast<size_t>(info.frames) * 2, 0);
-    sf_count_t got = sf_readf_short(f, samples->data(), info.frames);
-    sf_close(f);
-    if (got != info.frames) return fail(error, path + ": truncated audio data");
+    stream->file = f;
+    stream->framesLeft = info.frames;
+    return true;
+}
+
+bool nextWavBuffer(WavStream* stream, int16_t* samples) {
+    if (stream->file == nullptr || stream->framesLeft < kFramesPerBuffer) return false;
+    const sf_count_t got = sf_readf_short(static_cast<SNDFILE*>(stream->file), samples, kFramesPerBuffer);
+    stream->framesLeft = got == kFramesPerBuffer ? stream->framesLeft - got : 0;  // a short read ends the data
+    return got == kFramesPerBuffer;
+}
+
+void closeWavStream(WavStream* stream) {
+    if (stream->file != nullptr) sf_close(static_cast<SNDFILE*>(stream->file));
+    stream->file = nullptr;
+}
+
+bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string* error) {
+    WavStream stream;
+    if (!openWavStream(path, &stream, error)) return false;
+    samples->clear();
+    std::vector<int16_t> buffer(2 * kFramesPerBuffer);
+    while (nextWavBuffer(&stream, buffer.data())) samples->insert(samples->end(), buffer.begin(), buffer.end());
+    closeWavStream(&stream);
     return true;
 }
 

@@ -16,6 +16,16 @@ bool writeWav(const std::string& path, const std::vector<int16_t>& samples, std:
 bool writeMonoWav(const std::string& path, const std::vector<int16_t>& samples, std::string* error);
 // Reads a WAV file; refuses any rate, channel count or sample format but the above.
 bool readWav(const std::string& path, std::vector<int16_t>* samples, std::string* error);
+// The same capture opened for reading buffer by buffer, so that a run reads
+// only as far as it goes, whatever the file's size; false with a reason.
+struct WavStream {
+    void* file = nullptr;  // libsndfile's handle
+    long long framesLeft = 0;
+};
+bool openWavStream(const std::string& path, WavStream* stream, std::string* error);
+// The next whole buffer of interleaved I, V samples; false at the end of the data.
+bool nextWavBuffer(WavStream* stream, int16_t* samples);
+void closeWavStream(WavStream* stream);
 // Reads rawDataI.dat and rawDataV.dat back into interleaved int16 samples
 // (value x 32768, rounded; values beyond full scale saturate).
 bool readRawCapture(const std::string& pathI, const std::string& pathV,

@@ -116,58 +116,61 @@ int applyReport(const std::string& report, const std::string& input, const std::
     SF_INFO info = {};
     SNDFILE* in = sf_open(input.c_str(), SFM_READ, &info);
     if (in == nullptr) return fail(input + ": cannot read: " + sf_strerror(nullptr));
-    std::vector<double> x(static_cast<size_t>(info.frames) * info.channels);
-    sf_readf_double(in, x.data(), info.frames);
-    sf_close(in);
     if (info.samplerate != VANDRO_DESIGN_RATE_HZ)
         fprintf(stderr, "vandro: note: the sections are designed for %d Hz; %s is %d Hz\n",
                 VANDRO_DESIGN_RATE_HZ, input.c_str(), info.samplerate);
-    // Direct form I per section and channel, in double.
-    for (int ch = 0; ch < info.channels; ch++) {
-        for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
-            const double* s = c + VANDRO_COEFS_PER_SECTION * k;
-            double x1 = 0, x2 = 0, y1 = 0, y2 = 0;
-            for (sf_count_t n = 0; n < info.frames; n++) {
-                double& v = x[n * info.channels + ch];
-                double y = s[0] * v + s[1] * x1 + s[2] * x2 - s[3] * y1 - s[4] * y2;
-                x2 = x1;
-                x1 = v;
-                y2 = y1;
-                y1 = y;
-                v = y;
-            }
-        }
-    }
-    const long frames = static_cast<long>(info.frames);  // opening for writing resets info.frames
-    long clipped = 0;
-    double peak = 0;
-    for (double v : x) {
-        peak = std::max(peak, fabs(v));
-        if (fabs(v) > 1.0) clipped++;
-    }
     SF_INFO outInfo = {};
     outInfo.channels = info.channels;
     outInfo.samplerate = info.samplerate;
     outInfo.format = outputFormat(major, info.format, info.channels, info.samplerate);
-    if (outInfo.format == 0)
-        return fail(output + ": this format cannot hold " + std::to_string(info.channels) + " channel(s) at " +
-                    std::to_string(info.samplerate) + " Hz");
     std::string temp;
-    if (!beginOutput(output, &temp, &err)) return fail(err);
+    if (outInfo.format == 0 || !beginOutput(output, &temp, &err)) {
+        sf_close(in);
+        return fail(outInfo.format == 0 ? output + ": this format cannot hold " + std::to_string(info.channels) +
+                                              " channel(s) at " + std::to_string(info.samplerate) + " Hz"
+                                        : err);
+    }
     SNDFILE* out = sf_open(temp.c_str(), SFM_WRITE, &outInfo);
     if (out == nullptr) {
+        sf_close(in);
         abandonOutput(temp);
         return fail(output + ": cannot write: " + sf_strerror(nullptr));
     }
     sf_command(out, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    const bool whole = sf_writef_double(out, x.data(), frames) == frames;
+    // Block by block, so that memory stays small whatever the file's size:
+    // direct form I per channel and section, in double, its state carried over.
+    const int channels = info.channels;
+    const sf_count_t block = std::max<sf_count_t>(1, (1 << 20) / channels);
+    std::vector<double> x(static_cast<size_t>(block) * channels), state(static_cast<size_t>(channels) * 4 * VANDRO_NUM_SECTIONS, 0.0);
+    long frames = 0, clipped = 0;
+    double peak = 0;
+    bool whole = true;
+    for (sf_count_t got; whole && (got = sf_readf_double(in, x.data(), block)) > 0; frames += static_cast<long>(got)) {
+        for (int ch = 0; ch < channels; ch++)
+            for (int k = 0; k < VANDRO_NUM_SECTIONS; k++) {
+                const double* s = c + VANDRO_COEFS_PER_SECTION * k;
+                double* z = &state[(static_cast<size_t>(ch) * VANDRO_NUM_SECTIONS + k) * 4];  // x1, x2, y1, y2
+                for (sf_count_t n = 0; n < got; n++) {
+                    double& v = x[n * channels + ch];
+                    const double y = s[0] * v + s[1] * z[0] + s[2] * z[1] - s[3] * z[2] - s[4] * z[3];
+                    z[1] = z[0], z[0] = v, z[3] = z[2], z[2] = y;
+                    v = y;
+                }
+            }
+        for (sf_count_t n = 0; n < got * channels; n++) {
+            peak = std::max(peak, fabs(x[n]));
+            clipped += fabs(x[n]) > 1.0;
+        }
+        whole = sf_writef_double(out, x.data(), got) == got;
+    }
+    sf_close(in);
     const std::string why = whole ? "the file could not be completed" : sf_strerror(out);
     if (sf_close(out) != 0 || !whole) {
         abandonOutput(temp);
         return fail(output + ": cannot write: " + why);
     }
     if (!finishOutput(output, temp, &err)) return fail(err);
-    printf("Filtered %ld frames, %d channel(s): peak %.3f (%.2f dBFS)\n", frames, info.channels, peak,
+    printf("Filtered %ld frames, %d channel(s): peak %.3f (%.2f dBFS)\n", frames, channels, peak,
            20 * log10(peak > 0 ? peak : 1e-12));
     if (clipped > 0) printf("warning: %ld samples clipped at full scale\n", clipped);
     return 0;

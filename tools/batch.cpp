@@ -14,7 +14,7 @@
 #include "tools/provenance.h"
 #include "tools/readback.h"
 
-bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error) {
+bool openCaptureInput(const std::string& path, CaptureInput* capture, std::string* error) {
     std::error_code ec;
     if (std::filesystem::is_directory(path, ec)) {
         const std::string i = path + "/rawDataI.dat", v = path + "/rawDataV.dat";
@@ -22,18 +22,18 @@ bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::st
             *error = path + ": a capture folder must hold rawDataI.dat and rawDataV.dat";
             return false;
         }
-        return vsim::readRawCapture(i, v, samples, error);
+        return vsim::readRawCapture(i, v, &capture->samples, error);
     }
-    return vsim::readWav(path, samples, error);
+    return vsim::openWavStream(path, &capture->wav, error);
 }
 
-SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress, const FeedOptions& feed) {
-    size_t at = 0;
+SessionResult replayCapture(CaptureInput* capture, int mode, bool showProgress, const FeedOptions& feed) {
     return runSession(
-        [&](int16_t* out) {
-            if (at + VANDRO_SAMPLES_PER_BUFFER > samples.size()) return false;
-            std::copy(samples.begin() + at, samples.begin() + at + VANDRO_SAMPLES_PER_BUFFER, out);
-            at += VANDRO_SAMPLES_PER_BUFFER;
+        [capture](int16_t* out) {
+            if (capture->wav.file != nullptr) return vsim::nextWavBuffer(&capture->wav, out);
+            if (capture->at + VANDRO_SAMPLES_PER_BUFFER > capture->samples.size()) return false;
+            std::copy(capture->samples.begin() + capture->at, capture->samples.begin() + capture->at + VANDRO_SAMPLES_PER_BUFFER, out);
+            capture->at += VANDRO_SAMPLES_PER_BUFFER;
             return true;
         },
         mode, showProgress, feed);
@@ -112,10 +112,10 @@ static bool runItem(const Item& item, int mode, long offset, const RunInfo& base
         simulated.offset = offset;
         if (!simulateLoadFile(item.name, mode, simulated, false, &info, &run, &load, error)) return false;
     } else {
-        std::vector<int16_t> samples;
-        if (!loadCapture(item.name, &samples, error)) return false;
+        CaptureInput capture;
+        if (!openCaptureInput(item.name, &capture, error)) return false;
         info.command = "replay";
-        run = replaySamples(samples, mode, false);
+        run = replayCapture(&capture, mode, false);
     }
     if (interruptSignal() != 0) return false;  // cut short: neither read back nor recorded
     *rep = makeReport(info, std::move(run));

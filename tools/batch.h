@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/audio_io.h"
 #include "sim/capture.h"
 #include "sim/load.h"
 #include "tools/report.h"
@@ -17,11 +18,18 @@ struct BatchOptions {
     long offset = -1;   // start offset of the simulated curves (--load); -1: from the seed
 };
 
-// A capture: a 2-channel WAV file, or a folder holding rawDataI.dat and rawDataV.dat.
-bool loadCapture(const std::string& path, std::vector<int16_t>* samples, std::string* error);
-// Feeds captured samples through the feed, buffer by buffer.
-SessionResult replaySamples(const std::vector<int16_t>& samples, int mode, bool showProgress,
-                            const FeedOptions& feed = FeedOptions());
+// A capture to replay: a 2-channel WAV file, read buffer by buffer as the run
+// asks (memory stays small whatever its size), or raw-capture files read whole.
+struct CaptureInput {
+    vsim::WavStream wav;
+    std::vector<int16_t> samples;
+    size_t at = 0;
+    ~CaptureInput() { vsim::closeWavStream(&wav); }
+};
+// Opens a WAV file, or a folder holding rawDataI.dat and rawDataV.dat.
+bool openCaptureInput(const std::string& path, CaptureInput* capture, std::string* error);
+// Feeds the capture through the feed, buffer by buffer.
+SessionResult replayCapture(CaptureInput* capture, int mode, bool showProgress, const FeedOptions& feed = FeedOptions());
 // Simulates the capture of a load through the library, as measure does, with
 // the run described in info; false with a reason for bad parameters.
 bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, const vsim::CaptureOptions& options,

@@ -433,14 +433,14 @@ static int run(int argc, char** argv) {
         if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err, feed)) return fail(err);
     } else {
-        std::vector<int16_t> samples;
-        bool ok = files.size() == 1 ? loadCapture(files[0], &samples, &err)
-                                    : vsim::readRawCapture(files[0], files[1], &samples, &err);
+        CaptureInput capture;
+        const bool ok = files.size() == 1 ? openCaptureInput(files[0], &capture, &err)
+                                          : vsim::readRawCapture(files[0], files[1], &capture.samples, &err);
         if (!ok) return fail(err);
         info.command = "replay";
         info.source = files.size() == 1 ? files[0] : files[0] + " + " + files[1];
         if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
-        r = replaySamples(samples, modeNumber(mode), true, feed);
+        r = replayCapture(&capture, modeNumber(mode), true, feed);
     }
     return finish(info, std::move(r), &lock, json, png, saveWav, saveRaw, tabulated);
 }
@@ -452,6 +452,9 @@ int main(int argc, char** argv) {
     int status;
     try {
         status = run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "vandro: out of memory\n");
+        status = kExitUsage;
     } catch (const std::exception& e) {
         fprintf(stderr, "vandro: %s\n", e.what());
         status = kExitUsage;
