@@ -251,27 +251,41 @@ TEST_F(Cli, PicturesAreDrawnWithoutAShell) {
     }
 }
 
+// Starts the program without waiting for it: its pid, and its stderr on *errFd.
+static pid_t startVandro(std::vector<std::string> args, int* errFd) {
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0) return -1;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], 2);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    args.insert(args.begin(), VANDRO_CLI);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(&a[0]);
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, VANDRO_CLI, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    *errFd = fds[0];
+    return pid;
+}
+
 // A second run waits for the storage root and says so once; it runs when the
 // first lets go. The test holds the lock and reads the waiting line, no sleep.
 TEST_F(Cli, ASecondRunWaitsForTheStorageRoot) {
     std::optional<HeldLock> held(std::in_place);
-    int pipeFds[2];
-    ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], 2);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    char* argv[] = {(char*)VANDRO_CLI, (char*)"measure", nullptr};
-    pid_t pid;
-    ASSERT_EQ(posix_spawn(&pid, VANDRO_CLI, &actions, nullptr, argv, environ), 0);
-    close(pipeFds[1]);
+    int errFd = -1;
+    const pid_t pid = startVandro({"measure"}, &errFd);
+    ASSERT_GT(pid, 0);
     std::string err;
     char c;
-    while (err.find('\n') == std::string::npos && read(pipeFds[0], &c, 1) == 1) err += c;
+    while (err.find('\n') == std::string::npos && read(errFd, &c, 1) == 1) err += c;
     EXPECT_EQ(err, "vandro: waiting: another run holds the storage root (" + storageRoot() + "/.vandro.lock)\n");
     EXPECT_FALSE(fileExists(dataFile("device_impedance.dat")));
     held.reset();
-    while (read(pipeFds[0], &c, 1) == 1) err += c;
+    while (read(errFd, &c, 1) == 1) err += c;
+    close(errFd);
     int status = -1;
     waitpid(pid, &status, 0);
     EXPECT_EQ(WEXITSTATUS(status), 0) << err;
@@ -284,18 +298,10 @@ TEST_F(Cli, ASecondRunWaitsForTheStorageRoot) {
 TEST_F(Cli, AnInterruptedBatchKeepsItsFinishedRows) {
     writeCapture(dir + "a.wav", "dual-ba", 40);
     ASSERT_EQ(mkfifo((dir + "rows").c_str(), 0600), 0);
-    int errFds[2];
-    ASSERT_EQ(pipe2(errFds, O_CLOEXEC), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, errFds[1], 2);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     const std::string wav = dir + "a.wav", csv = dir + "rows";
-    char* argv[] = {(char*)VANDRO_CLI, (char*)"batch", (char*)wav.c_str(), (char*)wav.c_str(), (char*)wav.c_str(),
-                    (char*)"--csv", (char*)csv.c_str(), nullptr};
-    pid_t pid;
-    ASSERT_EQ(posix_spawn(&pid, VANDRO_CLI, &actions, nullptr, argv, environ), 0);
-    close(errFds[1]);
+    int errFd = -1;
+    const pid_t pid = startVandro({"batch", wav, wav, wav, "--csv", csv}, &errFd);
+    ASSERT_GT(pid, 0);
     FILE* rows = fopen(csv.c_str(), "r");
     ASSERT_NE(rows, nullptr);
     char line[4096];
@@ -305,7 +311,8 @@ TEST_F(Cli, AnInterruptedBatchKeepsItsFinishedRows) {
     while (fgets(line, sizeof line, rows) != nullptr) got.push_back(line);
     fclose(rows);
     std::string err;
-    for (char c; read(errFds[0], &c, 1) == 1;) err += c;
+    for (char c; read(errFd, &c, 1) == 1;) err += c;
+    close(errFd);
     int status = -1;
     waitpid(pid, &status, 0);
     EXPECT_EQ(WEXITSTATUS(status), 130) << err;
