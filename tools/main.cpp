@@ -80,6 +80,11 @@ static const size_t kLibraryPathMax = 255;
 static bool rawCaptureDir(const std::string& rawDir, std::string* dir, std::string* error) {
     *dir = std::filesystem::absolute(rawDir).lexically_normal().string();
     while (dir->size() > 1 && dir->back() == '/') dir->pop_back();
+    std::error_code ec;
+    if (std::filesystem::exists(*dir, ec) && !std::filesystem::is_directory(*dir, ec)) {
+        *error = rawDir + ": not a folder (--save-raw writes rawDataI.dat and rawDataV.dat into one)";
+        return false;
+    }
     const size_t longest = dir->size() + std::string("/rawDataI.dat").size();
     if (longest > kLibraryPathMax) {
         *error = rawDir + ": too long a path for the library's file layer (" + std::to_string(longest) +

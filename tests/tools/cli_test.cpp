@@ -119,7 +119,7 @@ TEST_F(Cli, BadInputsGetOneLineAndTheirStatus) {
         EXPECT_EQ(left, std::vector<std::string>{"a.wav"}) << row;
         count++;
     }
-    EXPECT_EQ(count, 38);
+    EXPECT_EQ(count, 39);
     ASSERT_EQ(vandro({"apply", referenceFile("cli/ok.json"), dir + "a.wav", dir + "o.flac"}).status, 0);  // the format its name asks for
     char magic[4] = {};
     std::ifstream(dir + "o.flac", std::ios::binary).read(magic, 4);
