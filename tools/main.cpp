@@ -151,7 +151,9 @@ static int own(StorageLock* lock, const std::string& root, bool wait) {
         case StorageLock::kBusy:
             fprintf(stderr, "vandro: another run holds the storage root (%s)\n", storageLockPath(root).c_str());
             return kExitStorageBusy;
-        default: return fail(err);
+        default:
+            if (interruptSignal() != 0) return reportInterrupt("stopped while waiting for the storage root");
+            return fail(err);
     }
 }
 
