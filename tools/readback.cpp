@@ -1,25 +1,21 @@
 #include "tools/readback.h"
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <sstream>
 
+#include "tools/output_file.h"
 #include "tools/provenance.h"
 #include "tools/report.h"
 #include "util/curve_file.h"
 
 // This run's curve as the file layer writes it; false when it cannot be rendered.
 static bool fileLayerText(const double* ohms, std::string* text) {
-    char name[] = "/tmp/vandro-readback-XXXXXX";
-    const int fd = mkstemp(name);
-    if (fd < 0) return false;
-    close(fd);
-    writeFloatArrayToFile(ohms, 0, kDeviceCurvePoints, name);
-    std::string why;
+    std::string name, why;
+    if (!scratchFile(".dat", &name, &why)) return false;
+    writeFloatArrayToFile(ohms, 0, kDeviceCurvePoints, name.c_str());
     const bool ok = readFileBytes(name, text, &why);
-    unlink(name);
+    abandonOutput(name);
     return ok;
 }
 
