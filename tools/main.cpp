@@ -97,35 +97,24 @@ static bool rawCaptureDir(const std::string& rawDir, std::string* dir, std::stri
 // One channel through the library's own writer into a temporary beside its
 // name, read back for its line count, then renamed.
 static bool saveRawChannel(const std::vector<double>& values, const std::string& target, std::string* error) {
-    std::string temp, text, why;
-    if (!beginOutput(target, &temp, error)) return false;
-    writeArrayToFile(values.data(), 0, static_cast<int>(values.size()), temp.c_str());
-    takeLog();
-    const bool whole = readFileBytes(temp, &text, &why) &&
-                       static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) == values.size();
-    if (!whole) {
-        abandonOutput(temp);
-        *error = target + ": cannot write the raw capture whole (is the disk full?)";
+    return writeThrough(target, [&](const std::string& path, std::string* why) {
+        writeArrayToFile(values.data(), 0, static_cast<int>(values.size()), path.c_str());
+        takeLog();
+        std::string text;
+        if (readFileBytes(path, &text, why) && static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) == values.size())
+            return true;
+        *why = target + ": cannot write the raw capture whole (is the disk full?)";
         return false;
-    }
-    return finishOutput(target, temp, error);
+    }, error);
 }
 
 // Writes what a run fed: a 2-channel WAV, and/or rawDataI.dat and rawDataV.dat
 // in the library's own raw-capture format (its writer, one value per line).
 static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav, const std::string& rawDir,
                         std::string* error) {
-    std::string temp, dir;
-    if (!wav.empty()) {
-        if (!beginOutput(wav, &temp, error)) return false;
-        if (!vsim::writeWav(temp, fed, error)) {
-            abandonOutput(temp);
-            const size_t at = error->find(temp);  // the message names the final file
-            if (at != std::string::npos) error->replace(at, temp.size(), wav);
-            return false;
-        }
-        if (!finishOutput(wav, temp, error)) return false;
-    }
+    std::string dir;
+    const auto writeWav = [&](const std::string& path, std::string* why) { return vsim::writeWav(path, fed, why); };
+    if (!wav.empty() && !writeThrough(wav, writeWav, error)) return false;
     if (rawDir.empty()) return true;
     if (!rawCaptureDir(rawDir, &dir, error)) return false;
     std::error_code ec;
@@ -199,23 +188,20 @@ static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, con
     else
         for (const std::string& w : rep.warnings) fprintf(stderr, "vandro: warning: %s\n", w.c_str());
     if (!picture.empty()) {
-        std::string jsonPath = jsonToStdout || json.empty() ? "" : json, scratch, drawn;
+        std::string jsonPath = jsonToStdout || json.empty() ? "" : json, scratch;
         if (jsonPath.empty()) {
             if (!scratchFile(".json", &scratch, &err) || !writeOutput(scratch, text, &err)) return fail(err);
             jsonPath = scratch;
         }
         std::string why;
-        if (beginOutput(picture, &drawn, &why)) {
-            why = drawPicture(jsonPath, drawn);
-            const size_t at = why.find(drawn);  // the script's reason names the final file
-            if (at != std::string::npos) why.replace(at, drawn.size(), picture);
-            if (why.empty()) finishOutput(picture, drawn, &why);
-        }
+        writeThrough(picture, [&](const std::string& path, std::string* reason) {
+            *reason = drawPicture(jsonPath, path);
+            return reason->empty();
+        }, &why);
         if (!scratch.empty()) abandonOutput(scratch);
         if (why.empty()) {
             printf("Plot: %s\n", picture.c_str());
         } else {
-            abandonOutput(drawn);
             fprintf(stderr, "vandro: the picture could not be drawn: %s\n", why.c_str());
             status = kExitNoPicture;
         }
@@ -229,16 +215,9 @@ static int writeStimulus(const std::string& path, double seconds, const vsim::Ca
     std::vector<int16_t> samples;
     std::string err;
     const long frames = std::lround(seconds * vsim::kSampleRate);
-    std::string temp;
-    if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) || !beginOutput(path, &temp, &err))
+    if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) ||
+        !writeThrough(path, [&](const std::string& to, std::string* why) { return vsim::writeMonoWav(to, samples, why); }, &err))
         return fail(err);
-    if (!vsim::writeMonoWav(temp, samples, &err)) {
-        abandonOutput(temp);
-        const size_t at = err.find(temp);  // the message names the final file
-        if (at != std::string::npos) err.replace(at, temp.size(), path);
-        return fail(err);
-    }
-    if (!finishOutput(path, temp, &err)) return fail(err);
     const double crest = vsim::stimulusCrest(options.seed);
     printf("Stimulus: %s (%.1f s, mono 16-bit 44.1 kHz, peak %.1f dBFS, crest factor %.2f (%.1f dB), seed %lu)\n",
            path.c_str(), frames / vsim::kSampleRate, options.levelDbfs, crest, 20 * log10(crest),

@@ -96,6 +96,18 @@ void abandonOutput(const std::string& writtenTo) {
         }
 }
 
+bool writeThrough(const std::string& target, const std::function<bool(const std::string& path, std::string* error)>& writer,
+                  std::string* error) {
+    std::string path;
+    if (!beginOutput(target, &path, error)) return false;
+    if (!writer(path, error)) {
+        abandonOutput(path);
+        for (size_t at; path != target && (at = error->find(path)) != std::string::npos;) error->replace(at, path.size(), target);
+        return false;
+    }
+    return finishOutput(target, path, error);
+}
+
 bool writeOutput(const std::string& target, const std::string& bytes, std::string* error) {
     std::string path;
     if (!beginOutput(target, &path, error)) return false;

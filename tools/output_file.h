@@ -5,6 +5,7 @@
 // that a failure or a signal removes it.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,11 @@ bool beginOutput(const std::string& target, std::string* writeTo, std::string* e
 bool finishOutput(const std::string& target, const std::string& writtenTo, std::string* error);
 // Removes the temporary of an output that failed (nothing for a direct write).
 void abandonOutput(const std::string& writtenTo);
+// Writes target through a writer that takes a path (libsndfile, the library's
+// file layer, the plot script): whole or not at all. The writer's reason is
+// given with the temporary's name replaced by the target's.
+bool writeThrough(const std::string& target, const std::function<bool(const std::string& path, std::string* error)>& writer,
+                  std::string* error);
 // Writes bytes to target, whole or not at all: write, flush and close checked.
 bool writeOutput(const std::string& target, const std::string& bytes, std::string* error);
 // A new registered temporary file under $TMPDIR (else /tmp) ending in suffix.
