@@ -24,7 +24,7 @@ fi
 echo "arm64: building in $build"
 mkdir -p "$build"
 cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANDRO_BENCH=OFF > "$build/configure.log" 2>&1 \
+  -DCMAKE_BUILD_TYPE=RelWithDebInfo > "$build/configure.log" 2>&1 \
   || { cat "$build/configure.log"; exit 1; }
 cmake --build "$build" -j2 > "$build/build.log" 2>&1 || { tail -40 "$build/build.log"; exit 1; }
 file "$build/libvandro.so"

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${VANDRO_BENCH_BUILD_DIR:-build-release}
 bash scripts/setup.sh
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DVANDRO_TESTS=OFF > /dev/null
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DVANDRO_BENCH=ON > /dev/null
 cmake --build "$build" -j2 --target vandro_bench > /dev/null
 "$build/bench/vandro_bench" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
   --benchmark_display_aggregates_only=true "$@" 2>&1 | grep -v -E "_(mean|stddev|cv) "

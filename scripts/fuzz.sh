@@ -14,7 +14,7 @@ command -v clang++-14 > /dev/null || { echo "fuzz: clang-14 is needed (apt-get i
 targets="handle_buffer_fuzz entry_point_fuzz curve_file_fuzz numeric_api_fuzz feed_fuzz"
 mkdir -p "$build"
 CC=clang-14 CXX=clang++-14 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DVANDRO_FUZZ=ON -DVANDRO_TESTS=OFF -DVANDRO_BENCH=OFF > /dev/null
+  -DVANDRO_FUZZ=ON -DBUILD_TESTING=OFF > /dev/null
 cmake --build "$build" -j2 --target $targets > "$build/build.log" 2>&1 \
   || { tail -40 "$build/build.log"; exit 1; }
 status=0

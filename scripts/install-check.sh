@@ -12,7 +12,7 @@ prefix=${1:-$work/prefix}
 build="$work/build"
 bash scripts/setup.sh
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$prefix" \
-  -DVANDRO_TESTS=OFF -DVANDRO_BENCH=OFF > "$work/configure.log" 2>&1 || { cat "$work/configure.log"; exit 1; }
+  -DBUILD_TESTING=OFF > "$work/configure.log" 2>&1 || { cat "$work/configure.log"; exit 1; }
 cmake --build "$build" -j2 > "$work/build.log" 2>&1 || { tail -40 "$work/build.log"; exit 1; }
 cmake --install "$build" > "$work/install.log" 2>&1 || { cat "$work/install.log"; exit 1; }
 for example in consumer feed; do

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${VANDRO_TSAN_BUILD_DIR:-build-tsan}
 bash scripts/setup.sh
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANDRO_TSAN=ON -DVANDRO_BENCH=OFF > /dev/null
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANDRO_TSAN=ON > /dev/null
 cmake --build "$build" -j2 --target vandro_feed_tests > "$build/build.log" 2>&1 || { tail -40 "$build/build.log"; exit 1; }
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 "$build/tests/vandro_feed_tests"
