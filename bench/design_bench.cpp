@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The filter design's heavy steps at the engine's sizes.
 #include <benchmark/benchmark.h>
 

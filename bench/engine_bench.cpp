@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine on simulated captures: one buffer while collecting, and a whole
 // measurement split into its stages, for three presets.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The feed on the audio thread: what one push costs per frame in each format,
 // and how long a 240-frame push takes while the worker runs a finishing call.
 #include <benchmark/benchmark.h>

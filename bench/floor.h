@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The floor of the finishing call: what the specified fit cannot go below.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Cross-compilation for 64-bit ARM Linux with Debian's cross toolchain and the
 # arm64 multiarch libraries; binaries run under qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)

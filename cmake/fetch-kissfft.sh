@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Obtains Debian's kissfft source package with apt-get source, using a deb-src
 # list and apt state kept under the build tree (the system's apt configuration
 # is read, never changed), checks the pinned SHA-256 sums and unpacks it.

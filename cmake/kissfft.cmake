@@ -60,7 +60,7 @@ endfunction()
 
 function(vandro_is_debian out)
   set(${out} FALSE PARENT_SCOPE)
-  if(ANDROID OR CMAKE_CROSSCOMPILING OR NOT EXISTS /etc/os-release)
+  if(ANDROID OR NOT EXISTS /etc/os-release)
     return()
   endif()
   file(STRINGS /etc/os-release _id REGEX "^ID=")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The platform seams: Android's liblog for every log line, and the raw-capture
 # property read through libcutils' property_get (on the host, a shim over
 # android-base's in-process property store).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a magnitude curve to a causal, minimum-phase impulse response. Logged
 // under "VandroCalc-Matlab".
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ordering of poles by their distance to the unit circle, and the assignment of
 // zeros to them.
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Conjugate pairing of zeros and poles.
 #include <algorithm>
 #include <cmath>

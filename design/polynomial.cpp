@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "design/polynomial.h"
 
 #include <Eigen/Eigenvalues>

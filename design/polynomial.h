@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Polynomial tools of the filter design. Polynomials are in descending powers
 // (c[0] leading); roots, zeros and poles are complex. A coefficient counts as
 // zero when its magnitude is not above 2.220446049250313e-14. Logged under

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Factoring a transfer function into the bundle of five sections.
 #include "design/sos.h"
 

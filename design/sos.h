@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Second-order sections: a fitted filter factored into a cascade of five
 // monic sections in single precision, with the overall gain kept apart.
 // Logged under "VandroCalc-Matlab".

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "design/stmcb.h"
 
 #include <Eigen/Dense>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Steiglitz-McBride fit of a recursive filter to an impulse response.
 #pragma once
 

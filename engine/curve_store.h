@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored impedance curves: the most recent device curve and the reference
 // ("default") curve that identification compares it with.
 #pragma once

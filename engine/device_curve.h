@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device curve: the connected load's impedance over frequency, 228 values
 // joining the decimated (low) and full-rate (high) grids, and the classification
 // that rejects a plain resistor or a high-impedance line input.

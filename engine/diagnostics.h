@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The diagnostics seam: what one measurement computed, recorded as the
 // pipeline runs, for the vandro program and the tests. Off by default; while
 // off nothing is recorded and every hook returns at its first test. It is not

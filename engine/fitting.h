@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The compensation fit: the target curve becomes a minimum-phase impulse
 // response, a ninth-order IIR fit, five checked and conditioned biquads, and
 // 25 floats for the caller.

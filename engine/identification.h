@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Headset identification: the most recent device curve against the reference.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // VandroHandleBuffer and the per-buffer analysis: each buffer is analysed on a
 // full-rate grid (512-frame blocks) and a decimated grid (the first 8192 frames
 // lowpassed and decimated by 16), and accepted bins are added to the running

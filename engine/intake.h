@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sample intake: the entry point that takes each captured buffer.
 #pragma once
 

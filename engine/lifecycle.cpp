@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The four lifecycle entry points. Buffers are allocated once and reused; only
 // VandroClose releases them.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The decimated path's anti-alias filter: an 8th-order recursive lowpass
 // (Butterworth form, -3 dB at 0.0334 of the sampling rate) whose single state,
 // gLowpassX/gLowpassY, is shared by both channels and carried across calls.

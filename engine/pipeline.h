@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What follows sufficient data: the device curve, its classification and the
 // dispatch on mode (identification, curves only, or the compensation fit).
 #pragma once

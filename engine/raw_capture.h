@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Raw-sample capture for diagnosis: the first 100 buffers the process feeds
 // after the property switched capture on, written once to the debug directory.
 #pragma once

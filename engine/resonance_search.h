@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The resonance search on the device curve and the choice of compensation
 // model: a resonance list of centre frequency, sharpness and height, the
 // headphone type decided from it, and the model run into the target curve.

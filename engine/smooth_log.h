@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Smoothing of an impedance curve on a logarithmic index axis: segment
 // averages at log-spaced positions, resampled through a chord-length spline.
 #pragma once

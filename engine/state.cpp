@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "engine/state.h"
 
 const std::string gRootPath = VANDRO_STORAGE_ROOT;

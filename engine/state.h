@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's process-wide measurement state. All of it is unguarded: the
 // caller serialises every entry point.
 #pragma once

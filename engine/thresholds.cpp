@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Acceptance thresholds of the two analysis paths: a bin of a block is taken
 // only when its scaled FFT magnitude exceeds the table value on both channels.
 // Every entry is N x 1e-7 for the integer N written here (literal e-7 gives the

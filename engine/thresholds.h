@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exported acceptance thresholds (scaled FFT magnitude units).
 #pragma once
 

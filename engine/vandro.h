@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Public interface of libvandro: headset impedance measurement and the
  * compensation filter designed from it. Plain C-callable; this header is the
  * whole contract an integrator needs.
@@ -7,7 +8,23 @@
  * VANDRO_COLLECTING; VandroClose() when done. All calls come from one thread
  * (the library takes no lock and starts no thread). A feed (vandro_feed.h)
  * owns the library while it runs: from its create to its destroy, make no
- * call of this header. */
+ * call of this header.
+ *
+ * What the calls need:
+ * - Stack: VandroHandleBuffer needs 256 KiB of stack on the calling thread.
+ *   Its spectral analysis alone keeps about 192 KiB of work arrays on the
+ *   stack (196,832 bytes), so a thread with 192 KiB crashes; Android's default
+ *   thread stack (1 MiB) and the feed's worker (1 MiB) have room.
+ * - Not on an audio thread: while collecting, a call takes about 0.4 ms and
+ *   allocates nothing, but the call that completes the data runs the whole
+ *   pipeline (tens of milliseconds, thousands of heap allocations, about
+ *   2.2 MiB at the peak) and writes the device curve file under the storage
+ *   root. Call it from a thread that may block, or let the feed do it
+ *   (vandro_feed.h: push from the audio callback, the library runs on the
+ *   feed's worker).
+ * - One measurement per process: the engine's state is global, so one
+ *   headset is measured at a time; two measurements at once, from one thread
+ *   or two, corrupt each other. */
 #ifndef VANDRO_H
 #define VANDRO_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sample conversion to and from the library's 16 bits: rounded to nearest,
 // ties away from zero, and clipped.
 #include "feed/convert.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sample conversion between the VANDRO_FEED_* formats and 16 bits.
 #ifndef VANDRO_FEED_CONVERT_H
 #define VANDRO_FEED_CONVERT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A feed's life: the configuration checked, everything allocated up front,
 // the status read from any thread, and the end.
 #include <math.h>

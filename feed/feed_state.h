@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The feed's state, shared by its files. The audio thread (push, stimulus)
 // writes the ring and the counters it owns; the working thread (process or the
 // worker) reads the ring and writes the result; status reads everything.

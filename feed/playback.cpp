@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The measurement stimulus in the playback format: rendered from the tables
 // made at create, in chunks on the stack, so real-time safe like push.
 #include <math.h>

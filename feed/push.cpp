@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The audio thread's side: conversion, channel selection and re-blocking into
 // the ring. No allocation, lock, wait or system call; O(n).
 #include <algorithm>

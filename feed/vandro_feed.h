@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The feed: from any audio callback to libvandro, real-time safe.
  *
  * The capture callback hands its bursts to vandro_feed_push(), in any size and
@@ -57,7 +58,7 @@ enum {
 
 #define VANDRO_FEED_MAX_CHANNELS 32
 #define VANDRO_FEED_RING_BUFFERS 4              /* library buffers the ring holds */
-#define VANDRO_FEED_WORKER_STACK_BYTES 1048576  /* the worker's stack; the library needs about 200 KiB */
+#define VANDRO_FEED_WORKER_STACK_BYTES 1048576  /* the worker's stack; the library needs 256 KiB (vandro.h) */
 #define VANDRO_FEED_SILENT_DBFS (-90.0)         /* RMS at or below: a silent channel */
 #define VANDRO_FEED_SWAPPED_DB 6.0              /* V louder than I by more: the channels look swapped */
 
@@ -116,8 +117,8 @@ void vandro_feed_push(VandroFeed* feed, const void* frames, size_t n);
 int vandro_feed_start(VandroFeed* feed);
 
 /* Instead of a worker: runs the pending buffers through the library on the
- * calling thread (not the audio thread). Returns the number of buffers run,
- * or a negative code. */
+ * calling thread (not the audio thread; it needs 256 KiB of stack). Returns
+ * the number of buffers run, or a negative code. */
 int vandro_feed_process(VandroFeed* feed);
 
 /* The result, coefficients, counters and capture checks; any thread. */

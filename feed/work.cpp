@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The working thread's side: every library call, and the capture checks.
 #include <errno.h>
 #include <string.h>

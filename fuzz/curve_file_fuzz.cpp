@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // importCurve and headset identification on fuzzer-chosen file contents.
 #include <cstddef>
 #include <cstdint>

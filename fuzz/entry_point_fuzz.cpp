@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The entry points as a handset drives them, with the input choosing what is
 // measured and how the capture goes wrong: a load (a preset with its
 // parameters perturbed within physical ranges, or a short tabulated curve),

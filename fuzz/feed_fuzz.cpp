@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The feed as an audio path drives it: the input chooses a configuration
 // (often a bad one: channels 0..33, I and V -1..32, format 0..4, two rates,
 // mode 0..3), then up to 64 calls: bursts of 0..9000 frames, process, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sequences of entry-point calls with fuzzer-chosen buffers, counts and modes,
 // interleaved with resets, retries, defaults, closes and inits.
 #include <cstddef>

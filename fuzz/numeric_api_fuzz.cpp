@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every exported numeric function with counts taken from the input (0,
 // negative and large ones included) and values taken from it too, NaN and
 // infinity included. Within each function's contract otherwise: arrays are as

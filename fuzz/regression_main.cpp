@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replays a fuzz target's kept inputs (crashes once found, now fixed) outside
 // the fuzzer: one argument per input file.
 #include <cstdint>

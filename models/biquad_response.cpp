@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "models/biquad_response.h"
 #include "util/constants.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Magnitude of a cascade of biquads at 48000 Hz, in single precision and
 // without complex arithmetic. Sections are parallel float arrays a[3 n] and
 // b[3 n], section s at 3s..3s+2; a[3s] is taken to be 1 and not read.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The in-ear and concha models: a resonance list becomes a target compensation
 // curve in dB over 2048 bins, bin k at k x 48000/4096 Hz. Each section's
 // magnitude is measured by passing a unit impulse through it and transforming

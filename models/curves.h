@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compensation drawn directly as curves (dB), and the small operations on a
 // 2048-bin target curve.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "models/headphone_type.h"
 
 int gHeadphoneType = 1;

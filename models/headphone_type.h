@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The headphone-type decision and the per-band resonance pick used by every
 // compensation section. A resonance list is three parallel arrays: freq (Hz,
 // ascending), q (sharpness) and height (normalised level), with a count n.

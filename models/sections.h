@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parametric compensation sections at 48000 Hz. Each writes a denominator a[3]
 // (a[0] = 1) and a numerator b[3]: H(z) = (b0 + b1 z^-1 + b2 z^-2) /
 // (1 + a1 z^-1 + a2 z^-2). On failure nothing is written. Logged under

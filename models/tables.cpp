@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stored curves of the compensation models (dB).
 #include "models/tables.h"
 

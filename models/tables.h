@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exported tables of the compensation models.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The FFT seam: kissfft in its double-precision build (compiled by
 // platform/kissfft_double.c), linked statically with its symbols hidden, since a
 // float kissfft may live in the same audio process. Include this file, never a

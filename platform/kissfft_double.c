@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The double-precision kissfft build that libvandro links statically. Its
  * functions are hidden so that they never clash with, or interpose on, another
  * kissfft build (Debian's and Android's are float) loaded in the same process. */

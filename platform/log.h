@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform log seam: every line the library writes goes through liblog's
 // __android_log_print (Debian's android-liblog on the host).
 #pragma once

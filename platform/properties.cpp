@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/properties.h"
 
 #if defined(VANDRO_USE_LIBCUTILS)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system-property seam: libcutils' property_get in a platform build; in an
 // NDK build a shim over bionic's __system_property_get; on the host a shim
 // over android-base's in-process property store, so that tests and tools can

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A real arm64 build on this machine: the library, kissfft and the test suite
 # cross-compiled with Debian's aarch64 toolchain, the suite and one whole
 # simulated measurement run under qemu-user, and the coefficients compared with
@@ -21,10 +22,16 @@ if [ ${#missing[@]} -gt 0 ]; then
   DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
 
-echo "arm64: building in $build"
+# kissfft by the source route: the tree that the native build fetched, or the
+# one VANDRO_KISSFFT_SOURCE_DIR names.
+cmake -S . -B "$native" > /dev/null
+tree=${VANDRO_KISSFFT_SOURCE_DIR:-$native/_deps/kissfft/kissfft-131.1.0}
+[ -d "$tree" ] || { echo "arm64: no kissfft source tree at $tree; set VANDRO_KISSFFT_SOURCE_DIR" >&2; exit 1; }
+echo "arm64: building in $build (kissfft from $tree)"
 mkdir -p "$build"
 cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo > "$build/configure.log" 2>&1 \
+  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANDRO_KISSFFT=source -DVANDRO_KISSFFT_SOURCE_DIR="$tree" \
+  > "$build/configure.log" 2>&1 \
   || { cat "$build/configure.log"; exit 1; }
 cmake --build "$build" -j2 > "$build/build.log" 2>&1 || { tail -40 "$build/build.log"; exit 1; }
 file "$build/libvandro.so"
@@ -35,7 +42,6 @@ echo "arm64: test suite under qemu-user"
 ctest --test-dir "$build" -j2 --output-on-failure -E '^Cli\.'
 
 echo "arm64: one whole simulated measurement, against the x86-64 build"
-cmake -S . -B "$native" > /dev/null
 cmake --build "$native" -j2 --target vandro_cli > /dev/null
 "$native/tools/vandro" measure --json "$native/x86-64.json" > /dev/null
 qemu-aarch64 -L /usr/aarch64-linux-gnu "$build/tools/vandro" measure --json "$build/arm64.json" > /dev/null

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the benchmarks in Release and runs them; reports medians of 5 runs.
 #   bash scripts/bench.sh [google-benchmark options, e.g. --benchmark_filter=Fit]
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs one fuzz target for a fixed time with libFuzzer's coverage report and
 # prints its figures: edges covered, executions per second, and which of the
 # pipeline's functions it reached. Resumes from (and adds to) its corpus.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the libFuzzer targets with clang and runs each for a bounded time.
 #   bash scripts/fuzz.sh [seconds per target, default 60]
 # VANDRO_FUZZ_SEED fixes libFuzzer's seed (CI uses 1, so that its short run is

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Peak heap of one whole measurement (collection, device curve, fit) of the
 # default preset, measured with valgrind's massif on the vandro program.
 set -euo pipefail

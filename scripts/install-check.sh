@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the library, the feed and the program into a fresh prefix, builds the
 # examples (the direct consumer, the feed's HAL) against the installed package,
 # removes the build tree, and runs the installed program and the examples from

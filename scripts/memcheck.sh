@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A full measurement of every preset under valgrind memcheck, and the numeric
 # functions given hostile counts: no invalid access, no leak. The exit status is non-zero at the first error.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Every preset and the shipped measured curve at start offsets across one
 # stimulus period: the share of starts that finished, the buffers at the best
 # and the worst start, the device curve's spread and whether the answers agree.

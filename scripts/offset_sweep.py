@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs loads through the vandro program at many start offsets between the
 played stimulus and the capture, and tells per load whether every start
 finishes, how many buffers it takes, and how far the device curves of the

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Redraws the README's picture, docs/measure.png, from the default preset.
 # Run it after a change that moves the curves, and commit the picture.
 set -euo pipefail

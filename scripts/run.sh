@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # One command from a fresh clone: install what is missing, build, and run the
 # library's main job on the default simulated headset, with its picture
 # (build/measure.png; scripts/readme-picture.sh redraws the README's).

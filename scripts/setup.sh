@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what building and testing libvandro needs on Debian 12. Run as root.
 # Quick when everything is already there: apt is only asked for what is missing.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Thousands of measurements in one process: memory flat, results reproducible.
 #   bash scripts/soak.sh [measurements, default 2000]
 set -euo pipefail

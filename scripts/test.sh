@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # One command from a fresh clone: install what is missing, build, run every test.
 set -euo pipefail
 cd "$(dirname "$0")/.."

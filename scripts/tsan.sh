@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The feed's tests under ThreadSanitizer: the audio thread pushes while the
 # worker runs the library. Builds only the feed and its tests.
 set -euo pipefail

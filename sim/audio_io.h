@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Captured data on disk: 2-channel 16-bit 44.1 kHz WAV files (I on channel 0,
 // V on channel 1) through libsndfile, and the library's own raw-capture text
 // files (one value per line, full scale = 1). Samples are interleaved as the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The capture circuit and the library's input buffers. A drive voltage E feeds
 // the 27-ohm sense resistor in series with the load; the I channel is taken
 // across the load (E Z / (Z + 27)) and the V channel across the sense resistor

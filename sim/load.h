@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Electrical loads for the measurement simulator: a headset, a resistor or a
 // line input seen by the capture circuit, as a series chain of elements with a
 // complex impedance Z(f).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measured impedance curves from a lab analyser: CSV (with a header
 // freq_hz,z_ohm[,phase_deg], or plain two or three numeric columns),
 // whitespace-separated text exports with '*' or '#' comment lines, and .zma

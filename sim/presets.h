@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Named loads that resemble real product classes, for tests, benchmarks and
 // the command-line program.
 #pragma once

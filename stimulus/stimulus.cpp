@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stimulus tables. The library analyses each buffer on two grids: 512-frame
 // Hann blocks (bins of 44100/512 Hz) and the whole buffer decimated by 16
 // (bins of 44100/8192 Hz). A Hann-windowed bin adds half its own tone and a

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The measurement stimulus: what the handset plays into the headset while
  * libvandro measures it, at 44100 Hz. Two sparse combs of tones, one for each
  * of the library's analysis grids, spaced so that every analysed bin holds one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs an audio file through the five sections of a fit report, so that the
 // compensation can be heard.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Captures from files, and many captures at once: one CSV row (and one JSON
 // line) per capture; a bad file gets its own row and the batch goes on.
 #pragma once

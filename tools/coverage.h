@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a capture lacks data: runs of adjacent analysis bins of one path that
 // are short of the count the library needs before the data suffice.
 #pragma once

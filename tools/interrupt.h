@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIGINT, SIGTERM and SIGHUP end a run at its next buffer: what is finished
 // is kept, temporaries are removed, one line says so, and the program exits
 // with 128 + the signal. A second signal leaves at once. SIGXFSZ is ignored,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform log as the program and the tests see it: this file's definition
 // of __android_log_print stands in for liblog's, so every line the library
 // writes is kept in order (and echoed to stderr when VANDRO_VERBOSE is set).

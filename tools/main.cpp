@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // vandro: the library's main job on a workstation. Simulated or captured
 // buffers go through the library exactly as an audio stack feeds them; the
 // report says what the library answered and why, from what this run computed.

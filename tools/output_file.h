@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Outputs that are whole or absent. A one-shot output is written under a
 // temporary name in its own folder (its extension kept, for writers that go
 // by it) and renamed onto its name when complete; a device or a FIFO is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pictures of a report, drawn by the plot script with matplotlib. The script is
 // run as a child process with an argument vector (never through a shell).
 #pragma once

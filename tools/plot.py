@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Draws a vandro JSON report: the impedance curve with its resonances, and the
 target compensation with the realised five-section response and each section.
 The picture's format follows the output's extension (PNG when it has none).

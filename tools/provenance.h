@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which run of this program produced the device curve on storage: recorded
 // after every measure and replay, read by `vandro default` before it makes
 // that curve the identification reference.

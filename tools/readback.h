@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // After a run, while it still owns the storage root: do the curve files say
 // what this run computed? The device curve file must hold this run's curve
 // exactly as the library's file layer writes it (six decimals, one value a

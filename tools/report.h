@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The report of one run: printed for a person, written as JSON for tools and
 // plots. It shows only what this run computed.
 #pragma once

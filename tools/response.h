@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The realised filter: the cascade of the library's 25 coefficients evaluated
 // as vandro.h lays them out, and its deviation from the target curve.
 #pragma once

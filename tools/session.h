@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One run of the library as an audio stack drives it: buffers in, result out,
 // with what the run computed (the library's diagnostics record), its log lines
 // and checks of the capture itself.

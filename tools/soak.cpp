@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Thousands of measurements back to back in one process, with resets, retries
 // and identifications: memory must stay flat and the same inputs must give the
 // same coefficients every time. Not part of CI: bash scripts/soak.sh [count].

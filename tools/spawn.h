@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Child processes, started with an argument vector and never through a shell.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One run of the program owns the storage root at a time: an advisory
 // flock(2) on ROOT/.vandro.lock, held from the run's first library call until
 // it has read its files back (or `default` has stored the reference), so that

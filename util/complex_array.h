@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Root stability test and compacting copy of complex arrays.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Constants shared across the library's layers, each with one home. Stage
 // constants used by one file only stay in that file.
 #pragma once

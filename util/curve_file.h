@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The curve and debug file layer: plain text, one value per line, each line
 // ended by "\n". Failures are logged under "VandroCalc-Utils".
 #pragma once

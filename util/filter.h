@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Direct-form I recursive filtering with zero initial state, the denominator
 // first: y[i] = (sum b[k] x[i-k] - sum a[k] y[i-k]) with every term divided by
 // a[0] on its own (a[0] need not be 1). x and y must be different arrays.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Linear interpolation over plain arrays.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Index searches over plain arrays. The first element is the lowest index;
 // results are counts or indices.
 #pragma once

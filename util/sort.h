@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stable exchange (bubble) sorts: passes over adjacent pairs repeat until one
 // exchanges nothing, and only strictly out-of-order pairs are exchanged, so equal
 // keys keep their input order. descending: 0 ascending, otherwise descending.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Evenly and logarithmically spaced grids. Errors are logged under
 // "VandroCalc-Matlab"; the last element is always written as end exactly.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Spline resampling, the one seam to Eigen's unsupported Splines module.
 #pragma once
 

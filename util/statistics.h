@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics over plain arrays. None keeps state, logs or fails; sizes below 1
 // give neutral results.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The symmetric Hann window used by both analysis paths and the impulse-response design.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Feeds a captured WAV file (2 channels, 16-bit, 44.1 kHz: I on channel 0, V
  * on channel 1) through libvandro's six entry points, as an audio stack does,
  * and prints the 25 coefficients with the layout vandro.h states.

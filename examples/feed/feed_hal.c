@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* An audio HAL's use of libvandro_feed, with a file standing in for the sound
  * card. A capture thread wakes once per period, as a sound card's callback
  * does, with a burst of 96 to 1024 frames that changes from one period to the

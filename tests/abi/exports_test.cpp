@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shared library itself: its dynamic symbol table against the export
 // list, and a client that loads it with dlopen and drives the entry points.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Filter design on known poles and zeros: roots, the section factoring's
 // largest order and its pairing rules, minimum phase. The impulse response of
 // a curve and the Steiglitz-McBride fit are checked by the whole runs (their

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The six entry points as a handset drives them: lifecycle, intake and its
 // budget, raw capture, hostile buffers, storage faults.
 #include <android-base/properties.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every line the library writes: what triggers it and the answer the call
 // gives, here; the whole log it leaves (priority, tag and exact text, in
 // order), in data/log_lines.txt. Each row starts from a freshly initialised

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole measurements through the entry point: one table of what every preset
 // answers in every mode, the same-headset decision, and a golden vector.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's stages on hand-made inputs: the resonance search's baseline,
 // the section checks, the biquad response, the lowpass and the window
 // (classification and peak picking: the log lines).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The feed against feeding the library directly: every burst size, format and
 // channel layout gives the same result and the same 25 floats, on the caller's
 // thread or the worker's. Then its conversion, a stalled consumer, bad

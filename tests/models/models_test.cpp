@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The headphone-type decision, the parametric sections read back through their
 // responses (closed forms of the peaking and shelving filters), the curves and
 // the two models.

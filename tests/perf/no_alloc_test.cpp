@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // No heap allocation while collecting: this test binary replaces the C
 // library's allocation functions with counting ones.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The simulator the program and the suite measure with: analytic loads by
 // their closed forms, measured-curve files and their refusals.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The measurement stimulus: its level and period, the one-tone-per-bin layout
 // that lets a capture start anywhere, and a sample of start offsets run through
 // the program's own path, a resistor in noise among them.

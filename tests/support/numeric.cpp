@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The helpers the numeric tests share (no engine, no simulator): the log as
 // lines, a filter's response, the frozen reference files.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/test_env.h"
 
 #include <android-base/properties.h>

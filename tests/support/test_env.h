@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shared helpers of the suite (numeric.cpp: log, responses, reference data;
 // test_env.cpp: a clean engine and storage, the buffers and runs the tests feed).
 #pragma once

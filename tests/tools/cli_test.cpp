@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The vandro program as a user runs it (its test build, on the suite's storage
 // root): exit statuses, error lines, reports that show only this run.
 #include <gtest/gtest.h>

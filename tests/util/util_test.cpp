@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The numeric helpers at their boundaries: searches and sorts, spacing and
 // interpolation, statistics and the direct-form filter, the curve files.
 #include <gtest/gtest.h>
