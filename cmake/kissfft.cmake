@@ -24,7 +24,12 @@ set(VANDRO_KISSFFT_SOURCE_DIR "" CACHE PATH
 set(VANDRO_KISSFFT_WORK "${CMAKE_BINARY_DIR}/_deps/kissfft" CACHE PATH
     "The debian route: where Debian's kissfft source package is fetched and unpacked")
 
-set(_kissfft_help "Give an unpacked kissfft 131.1.0 source tree with -DVANDRO_KISSFFT_SOURCE_DIR=DIR (Debian's source package: apt-get source kissfft=131.1.0-4.1~deb12u1, or a copy of another build's _deps/kissfft/kissfft-131.1.0), or install kissfft's static double build (its CMake build with -DKISSFFT_DATATYPE=double -DKISSFFT_STATIC=ON) and point CMAKE_PREFIX_PATH at it")
+# The pinned Debian version, read where the debian route's sums live.
+file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/kissfft-debian.sha256" _kissfft_deb REGEX "^# version ")
+string(REGEX REPLACE "^# version ([^ ]+).*$" "\\1" _kissfft_deb "${_kissfft_deb}")   # 131.1.0-4.1~deb12u1
+string(REGEX REPLACE "-[^-]+$" "" _kissfft_up "${_kissfft_deb}")                      # 131.1.0
+
+set(_kissfft_help "Give an unpacked kissfft ${_kissfft_up} source tree with -DVANDRO_KISSFFT_SOURCE_DIR=DIR (Debian's source package: apt-get source kissfft=${_kissfft_deb}, or a copy of another build's _deps/kissfft/kissfft-${_kissfft_up}), or install kissfft's static double build (its CMake build with -DKISSFFT_DATATYPE=double -DKISSFFT_STATIC=ON) and point CMAKE_PREFIX_PATH at it")
 
 # A static double build of kissfft's CMake package, looked for without asking
 # kissfft's config for a component it may not have: Debian's libkissfft-dev is
@@ -48,11 +53,11 @@ function(vandro_kissfft_check_tree dir)
     list(GET _pin 0 _want)
     list(GET _pin 1 _name)
     if(NOT EXISTS "${dir}/${_name}")
-      message(FATAL_ERROR "kissfft source ${dir}: ${_name} is missing (expected Debian's kissfft 131.1.0 tree)")
+      message(FATAL_ERROR "kissfft source ${dir}: ${_name} is missing (expected Debian's kissfft ${_kissfft_up} tree)")
     endif()
     file(SHA256 "${dir}/${_name}" _got)
     if(NOT _got STREQUAL _want)
-      message(FATAL_ERROR "kissfft source ${dir}: ${_name} differs from Debian's kissfft 131.1.0-4.1~deb12u1 "
+      message(FATAL_ERROR "kissfft source ${dir}: ${_name} differs from Debian's kissfft ${_kissfft_deb} "
         "with its patches applied (SHA-256 ${_got}, expected ${_want}; cmake/kissfft-source.sha256)")
     endif()
   endforeach()
@@ -71,10 +76,10 @@ function(vandro_is_debian out)
   endif()
 endfunction()
 
+vandro_kissfft_package_dir(_kissfft_package)
+vandro_is_debian(_kissfft_debian)
 set(_kissfft_route "${VANDRO_KISSFFT}")
 if(_kissfft_route STREQUAL "")
-  vandro_kissfft_package_dir(_kissfft_package)
-  vandro_is_debian(_kissfft_debian)
   if(VANDRO_KISSFFT_SOURCE_DIR)
     set(_kissfft_route source)
   elseif(_kissfft_package)
@@ -89,7 +94,6 @@ elseif(NOT _kissfft_route MATCHES "^(package|source|debian)$")
 endif()
 
 if(_kissfft_route STREQUAL "package")
-  vandro_kissfft_package_dir(_kissfft_package)
   if(NOT _kissfft_package)
     message(FATAL_ERROR "VANDRO_KISSFFT=package: no static double build of kissfft is installed "
       "(kissfft_DIR=${kissfft_DIR}; Debian's libkissfft-dev is float only). ${_kissfft_help}.")
@@ -107,7 +111,6 @@ if(_kissfft_route STREQUAL "package")
 endif()
 
 if(_kissfft_route STREQUAL "debian")
-  vandro_is_debian(_kissfft_debian)
   if(NOT _kissfft_debian)
     message(FATAL_ERROR "VANDRO_KISSFFT=debian needs a Debian workstation build with apt-get and dpkg-source. ${_kissfft_help}.")
   endif()
