@@ -23,6 +23,9 @@ constexpr int kSecondCount = 161;
 constexpr double kCurveScale = 2.7f;
 constexpr double kResistorOffset = 0.1f;
 constexpr double kResistorShare = 0.01f;
+// The resistor test reads yNew[0] and yNew[71..156].
+constexpr int kResistorFirst = 71;
+constexpr int kResistorLast = 156;
 
 // Decimated impedance 10 I / V for bins 6..158; the bins past 158 stay zero.
 static void decimatedImpedance(double* z) {
@@ -78,14 +81,20 @@ int newCurves(double*& yNew, double*& fNew) {
     return rc;
 }
 
+double curveOhmsPerRatio() { return 10 * kCurveScale; }
+
+bool resistorTestReads(int i) { return i == 0 || (i >= kResistorFirst && i <= kResistorLast); }
+
 int classifyLoad(const double* yNew) {
     double lo = yNew[0], hi = yNew[0];
-    for (int i = 71; i <= 156; i++) {
+    for (int i = kResistorFirst; i <= kResistorLast; i++) {
         if (yNew[i] < lo) lo = yNew[i];
         if (yNew[i] > hi) hi = yNew[i];
     }
     // A resistor varies by less than 0.1 ohm plus 1 % of its mid value.
-    if (kResistorOffset + 0.5 * (kResistorShare * (lo + hi)) > hi - lo) {
+    const double allowance = kResistorOffset + 0.5 * (kResistorShare * (lo + hi));
+    recordResistorTest(lo, hi, allowance);
+    if (allowance > hi - lo) {
         VLOGE(VANDRO_TAG_ENGINE, "Imp variation range = %.2f -> classified as resistor.", hi - lo);
         recordReason("load rejected: the impedance varies too little (a resistor)");
         return 4;

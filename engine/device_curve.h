@@ -15,6 +15,10 @@ int curveAxes(double* fullAxis, double* lowAxis);
 // Builds the smoothed device curve from the accumulators into new arrays of 228
 // values (ohms, hertz) that the caller releases with delete[]. 0 or -1.
 int newCurves(double*& yNew, double*& fNew);
+// Ohms per unit of I/V in the curve (10 x the single-precision 2.7).
+double curveOhmsPerRatio();
+// Whether the resistor test reads curve point i (0..227).
+bool resistorTestReads(int i);
 // 4 (logged) for a resistor or a line input, 0 otherwise.
 int classifyLoad(const double* yNew);
 // The whole device-curve stage: curve, file, classification, then the

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/diagnostics.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "engine/curve_store.h"
 #include "engine/device_curve.h"
+#include "engine/thresholds.h"
 
 static DiagnosticRecord* gRecord = nullptr;  // non-null while recording is on
 
@@ -38,8 +40,26 @@ const char* diagnosticsReferenceCurvePath() {
     return path.c_str();
 }
 
+double diagnosticsCurveOhmsPerRatio() { return curveOhmsPerRatio(); }
+
 void recordNewMeasurement() {
     if (gRecord != nullptr) clearRecord();
+}
+
+// dB by which the mean accepted magnitudes of a bin clear its two thresholds;
+// the sums hold magnitude / divisor, so the mean is sum x divisor / count.
+static double headroomDb(double sumV, double sumI, double divisor, int count, double thrV, double thrI) {
+    if (count <= 0) return NAN;
+    const double v = sumV * divisor / count, i = sumI * divisor / count;
+    return 20 * log10(fmin(v / thrV, i / thrI));
+}
+
+static void recordHeadroom(CoverageRecord* c) {
+    for (int j = 0; j < kFullBins; j++)
+        c->fullHeadroomDb[j] = headroomDb(gSpecV[j], gSpecI[j], kFullDivisor, gBinCount[j], threshY[j], threshU[j]);
+    for (int k = 0; k < kDecBins; k++)
+        c->decHeadroomDb[k] = headroomDb(gSpecVDec[k], gSpecIDec[k], kDecDivisor, gBinCountDec[k], threshYDec[k],
+                                         threshUDec[k]);
 }
 
 void recordBuffer() {
@@ -55,6 +75,7 @@ void recordBuffer() {
         c.decCounts[k] = gBinCountDec[k];
         c.decHz[k] = lowAxis[k];
     }
+    recordHeadroom(&c);
     c.fullNeeded = kFullCap;
     c.decNeeded = kDecNeeded;
     c.decFirst = kDecFirstBin;
@@ -67,6 +88,15 @@ void recordDeviceCurve(const double* ohms, const double* hz) {
     memcpy(gRecord->curveOhms, ohms, sizeof gRecord->curveOhms);
     memcpy(gRecord->curveHz, hz, sizeof gRecord->curveHz);
     gRecord->haveDeviceCurve = true;
+}
+
+void recordResistorTest(double lo, double hi, double allowance) {
+    if (gRecord == nullptr) return;
+    ResistorTestRecord& t = gRecord->resistorTest;
+    t.ripple = hi - lo;
+    t.allowance = allowance;
+    for (int i = 0; i < kDeviceCurvePoints; i++) t.reads[i] = resistorTestReads(i);
+    gRecord->haveResistorTest = true;
 }
 
 void recordSearch(const ResonanceList& list, int headphoneType, double modelGain) {

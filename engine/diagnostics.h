@@ -23,6 +23,19 @@ struct CoverageRecord {
     double decHz[kDecBins];
     int32_t decNeeded;              // bins decFirst..decLast need this many spectra
     int32_t decFirst, decLast;
+    // Each bin's level above its acceptance thresholds: the smaller of V's and
+    // I's mean accepted magnitude over its table value, in dB (how far the
+    // stimulus could drop before the bin stops being accepted). NaN for a bin
+    // that has accepted nothing.
+    double fullHeadroomDb[kFullBins];
+    double decHeadroomDb[kDecBins];
+};
+
+// The resistor test over the device curve: a resistor when ripple < allowance.
+struct ResistorTestRecord {
+    double ripple;     // max - min over the points the test reads, ohms
+    double allowance;  // the constant part plus the share of the mid value, ohms
+    bool reads[kDeviceCurvePoints];  // the curve points the test reads
 };
 
 struct DiagnosticRecord {
@@ -33,6 +46,8 @@ struct DiagnosticRecord {
     bool haveDeviceCurve;           // this run built (and stored) a device curve
     double curveOhms[kDeviceCurvePoints];
     double curveHz[kDeviceCurvePoints];
+    bool haveResistorTest;          // the classification ran its resistor test
+    ResistorTestRecord resistorTest;
     bool searched;                  // the resonance search found resonances
     ResonanceList resonances;
     int headphoneType;              // decided from the resonances: 1 in-ear, 0 concha
@@ -57,12 +72,16 @@ const char* diagnosticsStorageRoot();
 const char* diagnosticsDeviceCurvePath();
 const char* diagnosticsReferenceCurvePath();
 
+// Ohms the device curve reads per unit of I/V: the sense resistor it assumes.
+double diagnosticsCurveOhmsPerRatio();
+
 // Hooks of the pipeline; each does nothing while recording is off.
 // A new measurement: the record is cleared.
 void recordNewMeasurement();
 // One buffer analysed: the acceptance counts of both paths.
 void recordBuffer();
 void recordDeviceCurve(const double* ohms, const double* hz);
+void recordResistorTest(double lo, double hi, double allowance);
 void recordSearch(const ResonanceList& list, int headphoneType, double modelGain);
 void recordTarget(const double* targetDb);
 void recordCorrelation(double correlation, double threshold);

@@ -71,6 +71,17 @@ static bool validateOptions(const CaptureOptions& o, std::string* error) {
         return fail(error, "gain mismatch must lie within +-40 dB");
     if (!std::isfinite(o.clipDbfs) || o.clipDbfs > 0 || o.clipDbfs < -60)
         return fail(error, "clip level must lie between -60 and 0 dBFS");
+    const RigImpairments& r = o.rig;
+    if (!(r.senseOhms >= 1 && r.senseOhms <= 1000)) return fail(error, "the sense resistor must lie between 1 and 1000 ohm");
+    for (int c = 0; c < 2; c++) {
+        if (!(fabs(r.gainDb[c]) <= 40)) return fail(error, "an input's gain must lie within +-40 dB");
+        if (!(fabs(r.tiltDbPerOctave[c]) <= 12)) return fail(error, "an input's tilt must lie within +-12 dB per octave");
+        if (!(fabs(r.dc[c]) <= 1)) return fail(error, "an input's DC offset must lie within +-1 (full scale)");
+    }
+    if (!(fabs(r.delayFrames) <= 1000)) return fail(error, "the delay between the inputs must lie within +-1000 frames");
+    if (std::isnan(r.humDbfs) || r.humDbfs > 0) return fail(error, "the hum level must be at most 0 dBFS");
+    if (!(r.humHz >= 40 && r.humHz <= 70)) return fail(error, "the mains frequency must lie between 40 and 70 Hz");
+    if (!(r.loadingOhms >= 1)) return fail(error, "the inputs' loading must be at least 1 ohm");
     return true;
 }
 
@@ -87,6 +98,37 @@ bool stimulus(uint64_t seed, double levelDbfs, long frames, std::vector<int16_t>
     return true;
 }
 
+bool impaired(const RigImpairments& r) {
+    const RigImpairments ideal;
+    return r.senseOhms != ideal.senseOhms || r.gainDb[0] != 0 || r.gainDb[1] != 0 || r.tiltDbPerOctave[0] != 0 ||
+           r.tiltDbPerOctave[1] != 0 || r.delayFrames != 0 || r.dc[0] != 0 || r.dc[1] != 0 || std::isfinite(r.humDbfs) ||
+           std::isfinite(r.loadingOhms);
+}
+
+std::string describe(const RigImpairments& r) {
+    std::string text;
+    char one[96];
+    const auto add = [&](bool on, const char* fmt, double a, double b = 0) {
+        if (!on) return;
+        snprintf(one, sizeof one, fmt, a, b);
+        text += (text.empty() ? "" : ", ") + std::string(one);
+    };
+    add(r.senseOhms != kSenseResistor, "sense %g ohm", r.senseOhms);
+    add(r.gainDb[0] != 0 || r.gainDb[1] != 0, "gain I %+g dB, V %+g dB", r.gainDb[0], r.gainDb[1]);
+    add(r.tiltDbPerOctave[0] != 0 || r.tiltDbPerOctave[1] != 0, "tilt I %+g, V %+g dB/octave", r.tiltDbPerOctave[0],
+        r.tiltDbPerOctave[1]);
+    add(r.delayFrames != 0, "V %+g frames after I", r.delayFrames);
+    add(r.dc[0] != 0 || r.dc[1] != 0, "DC I %+g, V %+g", r.dc[0], r.dc[1]);
+    add(std::isfinite(r.humDbfs), "hum %g dBFS at %g Hz", r.humDbfs, r.humHz);
+    add(std::isfinite(r.loadingOhms), "%g ohm across the load", r.loadingOhms);
+    return text.empty() ? "ideal" : text;
+}
+
+// The gain of input c at f hertz: flat gain and tilt, both in dB.
+static double inputGain(const RigImpairments& r, int c, double f) {
+    return pow(10.0, (r.gainDb[c] + r.tiltDbPerOctave[c] * log2(f / 1000.0)) / 20);
+}
+
 bool openCapture(const Load& load, const CaptureOptions& options, CaptureStream* stream,
                  std::string* error) {
     if (!validateLoad(load, error) || !validateOptions(options, error)) return false;
@@ -94,9 +136,14 @@ bool openCapture(const Load& load, const CaptureOptions& options, CaptureStream*
     const VandroStimulus& st = *stimulusOf(options.seed);
     std::vector<std::complex<double>> toI(st.toneCount), toV(st.toneCount);
     for (int c = 0; c < st.toneCount; c++) {
-        std::complex<double> z = impedance(load, st.tones[c].bin * kSampleRate / VANDRO_STIMULUS_PERIOD);
-        toI[c] = z / (z + kSenseResistor);
-        toV[c] = kSenseResistor / (z + kSenseResistor);
+        const double f = st.tones[c].bin * kSampleRate / VANDRO_STIMULUS_PERIOD;
+        // The I input's own resistance sits across the load.
+        const std::complex<double> zLoad = impedance(load, f), rin = options.rig.loadingOhms;
+        const std::complex<double> z = std::isinf(options.rig.loadingOhms) ? zLoad : zLoad * rin / (zLoad + rin);
+        const double rs = options.rig.senseOhms;
+        const std::complex<double> lag = std::polar(1.0, -2 * M_PI * f * options.rig.delayFrames / kSampleRate);
+        toI[c] = z / (z + rs) * inputGain(options.rig, 0, f);
+        toV[c] = rs / (z + rs) * inputGain(options.rig, 1, f) * lag;
     }
     // The stimulus's peak is 1: the drive E peaks at the level asked for.
     const double scale = pow(10.0, options.levelDbfs / 20);
@@ -115,6 +162,7 @@ bool openCapture(const Load& load, const CaptureOptions& options, CaptureStream*
     stream->report = CaptureReport();
     stream->report.offset = startOffset(options);
     stream->position = stream->report.offset % VANDRO_STIMULUS_PERIOD;
+    stream->frame = 0;
     return true;
 }
 
@@ -137,9 +185,21 @@ static int16_t convert(double x, CaptureStream* s) {
     return static_cast<int16_t>(v);
 }
 
+// What the path adds to both inputs at a frame: DC of each, and hum.
+static void addDisturbances(const RigImpairments& r, long frame, double* i, double* v) {
+    *i += r.dc[0];
+    *v += r.dc[1];
+    if (!std::isfinite(r.humDbfs)) return;
+    const double a = pow(10.0, r.humDbfs / 20), w = 2 * M_PI * r.humHz * frame / kSampleRate;
+    const double hum = a * (sin(w) + 0.5 * sin(3 * w));
+    *i += hum;
+    *v += hum;
+}
+
 void nextBuffer(CaptureStream* s, int16_t* out) {
     for (int t = 0; t < kFramesPerBuffer; t++) {
         double i = s->periodI[s->position], v = s->periodV[s->position];
+        addDisturbances(s->options.rig, s->frame++, &i, &v);
         s->position = s->position + 1 == VANDRO_STIMULUS_PERIOD ? 0 : s->position + 1;
         if (s->sigmaI > 0) i += s->sigmaI * gaussian(s->rng);
         if (s->sigmaV > 0) v += s->sigmaV * gaussian(s->rng);

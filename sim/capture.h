@@ -21,6 +21,24 @@ namespace vsim {
 constexpr int kFramesPerBuffer = 8192;
 constexpr int kValuesPerBuffer = 2 * kFramesPerBuffer;
 
+// A capture path that is not ideal, input by input (0: I, 1: V). The defaults
+// are the ideal circuit the library assumes.
+struct RigImpairments {
+    double senseOhms = kSenseResistor;  // the sense resistor actually fitted
+    double gainDb[2] = {0, 0};        // flat gain of each input
+    double tiltDbPerOctave[2] = {0, 0};  // gain slope of each input about 1 kHz
+    double delayFrames = 0;           // V lags I by this much (fractions allowed)
+    double dc[2] = {0, 0};            // offset of each input, full scale = 1
+    double humDbfs = -INFINITY;       // mains hum peak on both inputs, with its 3rd harmonic 6 dB down
+    double humHz = 50;                // mains frequency
+    double loadingOhms = INFINITY;    // an input resistance across the load (the I input's loading)
+};
+
+// Whether any impairment departs from the ideal circuit.
+bool impaired(const RigImpairments& rig);
+// The impairments in one line, as the program's options name them.
+std::string describe(const RigImpairments& rig);
+
 struct CaptureOptions {
     uint64_t seed = 1;            // phases of the stimulus, the start offset and every random draw
     long offset = -1;             // frames into the played stimulus where the capture starts; -1: from the seed
@@ -29,6 +47,7 @@ struct CaptureOptions {
     double gainMismatchDb = 0.0;  // V channel gain relative to I
     double clipDbfs = 0.0;        // analog clipping level; 0 dBFS is the converter's full scale
     bool dither = false;          // TPDF dither of +-1 LSB before rounding to int16
+    RigImpairments rig;           // how the capture path departs from the ideal circuit
 };
 
 struct CaptureReport {
@@ -55,6 +74,7 @@ struct CaptureStream {
     CaptureOptions options;
     std::vector<double> periodI, periodV;  // one stimulus period, full scale = 1
     long position = 0;                     // frame of the period the next buffer starts at
+    long frame = 0;                        // frames written so far (the hum's clock)
     double sigmaI = 0, sigmaV = 0;         // noise standard deviations
     std::mt19937_64 rng;
     CaptureReport report;

@@ -79,6 +79,7 @@ bool simulateLoad(const vsim::Load& load, const std::string& source, int mode, c
     info->offset = stream.report.offset;
     info->levelDbfs = options.levelDbfs;
     info->snrDb = options.snrDb;
+    info->rig = options.rig;
     *run = runSession([&](int16_t* b) { vsim::nextBuffer(&stream, b); return true; }, mode, showProgress, feed);
     return true;
 }

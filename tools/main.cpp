@@ -22,6 +22,7 @@
 #include "tools/provenance.h"
 #include "tools/readback.h"
 #include "tools/report.h"
+#include "tools/rig.h"
 #include "tools/session.h"
 #include "tools/storage_lock.h"
 #include "util/curve_file.h"
@@ -29,6 +30,7 @@
 static const char kStatuses[] =
     "Exit status: 0 done (result 1), 2 not enough data after 120 buffers, 3 measurement failed,\n"
     "4 resistor or line input, 5 new headset, 6 input ended first, 7 call refused,\n"
+    "11 rig check marginal, 12 rig check failed,\n"
     "8 the picture could not be drawn (the report was written), 9 an identification rests on a curve file\n"
     "this run could not write or read back, 10 another run holds the storage root (--no-wait),\n"
     "1 bad arguments or files.";
@@ -48,6 +50,12 @@ static CLI::Validator numberFrom(double lo, double hi, const std::string& what) 
             return ok ? std::string() : std::string(range) + what;
         },
         "NUMBER");
+}
+
+static std::string shortNumber(double v) {
+    char text[32];
+    snprintf(text, sizeof text, "%g", v);
+    return text;
 }
 
 static int modeNumber(const std::string& mode) {
@@ -283,6 +291,10 @@ static int run(int argc, char** argv) {
         ->check(CLI::NonNegativeNumber);
     measure->add_option("--snr", options.snrDb, "noise on each channel, dB below its RMS (default: none)")
         ->check(numberFrom(-60, 200, " dB (leave it out for no noise)"));
+    double resistorOhms = 0;
+    measure->add_option("--resistor", resistorOhms, "simulate a plain resistor of this many ohms instead")
+        ->check(numberFrom(0.1, 100000, " ohm"))->excludes(presetOption)->excludes("--load");
+    addRigImpairments(measure, &options.rig);
     CLI::App* replay = app.add_subcommand("replay", "run the library on captured data: FILE.wav, or rawDataI.dat rawDataV.dat");
     replay->add_option("files", files, "a 2-channel 16-bit 44.1 kHz WAV (I, V), or the two raw-capture files")
         ->required()->expected(1, 2)->check(fileName);
@@ -345,6 +357,9 @@ static int run(int argc, char** argv) {
     for (CLI::App* c : {measure, replay, batch, def})
         c->add_flag("--no-wait", noWait, "when another run holds the storage root, stop (status 10) instead of waiting");
     CLI::App* list = app.add_subcommand("presets", "list the simulator's loads");
+    RigOptions rig;
+    CLI::App* rigCommand = addRigCommand(&app, &rig);
+    rigCommand->add_flag("--no-wait", noWait, "when another run holds the storage root, stop (status 10) instead of waiting");
     std::string report, in, out;
     CLI::App* apply = app.add_subcommand("apply", "run an audio file through the five sections of a report");
     apply->add_option("report", report, "a JSON report of a fit")->required()->check(fileName);
@@ -392,12 +407,22 @@ static int run(int argc, char** argv) {
         if (!path.empty() && path != "-") outputs.push_back({option, path});
     if (!rawDir.empty())
         outputs.insert(outputs.end(), {{"--save-raw", rawDir + "/rawDataI.dat"}, {"--save-raw", rawDir + "/rawDataV.dat"}});
+    if (*rigCommand) {
+        if (!rigInputs(&rig, &err)) return fail(err);
+        for (const RigCapture& c : rig.captures) inputs.insert(inputs.end(), {c.path, c.path + "/rawDataI.dat", c.path + "/rawDataV.dat"});
+        for (const auto& [option, path] : {std::pair<std::string, std::string>{"--json", rig.json}, {"--plot", rig.picture}})
+            if (!path.empty() && path != "-") outputs.push_back({option, path});
+    }
     if (!distinctOutputs(inputs, outputs, &err)) return fail(err);
     if (*apply) return applyReport(report, in, out);
     if (!prepareStorage(info.storageRoot, &err)) return fail(err);
     if (*def) return storeReference(info.storageRoot, !noWait);
     if (*signal) return writeStimulus(stimulusPath, seconds, options);
     StorageLock lock;
+    if (*rigCommand) {
+        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
+        return runRig(rig);
+    }
     if (*batch) {
         if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
@@ -416,7 +441,10 @@ static int run(int argc, char** argv) {
             return fail(err);
     } else if (*measure) {
         vsim::Load load;
-        if (!vsim::findPreset(preset, &load, &err)) return fail(err);
+        if (resistorOhms > 0)
+            load = vsim::resistorLoad("resistor-" + shortNumber(resistorOhms), resistorOhms);
+        else if (!vsim::findPreset(preset, &load, &err))
+            return fail(err);
         if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err, feed)) return fail(err);
     } else {

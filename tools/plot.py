@@ -13,18 +13,77 @@ class PlotError(Exception):
     pass
 
 
-def draw(report, out):
-    import matplotlib
-    matplotlib.use("Agg")
-    import matplotlib.pyplot as plt
-
-    fig, (imp, comp) = plt.subplots(2, 1, figsize=(10, 8.5), sharex=True)
+def picture_format(fig, out):
     supported = fig.canvas.get_supported_filetypes()
     ext = os.path.splitext(out)[1].lower().lstrip(".")
     fmt = ext or "png"
     if fmt not in supported:
         raise PlotError(f"unknown picture format '.{ext}' (use one of: "
                         + ", ".join("." + e for e in sorted(supported)) + ")")
+    return fmt
+
+
+def draw_rig(report, out):
+    """A rig check: each capture's deviation from its resistor with the
+    resistor test's allowance, the gain mismatch, and each band's level above
+    its acceptance thresholds."""
+    import matplotlib
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    rig = report["rig"]
+    fig, (dev, gain, bands) = plt.subplots(3, 1, figsize=(10, 11), gridspec_kw={"height_ratios": [3, 2, 2]})
+    fmt = picture_format(fig, out)
+    fig.suptitle(f"rig check: {rig['verdict']}", fontsize=11)
+    for i, c in enumerate(report["captures"]):
+        curve = c.get("device_curve")
+        if not curve:
+            continue
+        hz, d = curve["freq_hz"], c["deviation_ohms"]
+        line, = dev.semilogx(hz, d, label=f"{os.path.basename(c['source']['name'])} ({c['known_ohms']:g} ohm)")
+        test = c.get("resistor_test")
+        if test:
+            read = set(test["points_hz"])
+            pts = [(f, v) for f, v in zip(hz, d) if f in read and v is not None]
+            lo, hi = min(p[1] for p in pts), max(p[1] for p in pts)
+            mid, half = (lo + hi) / 2, test["allowance_ohms"] / 2
+            dev.axhspan(mid - half, mid + half, color=line.get_color(), alpha=0.12,
+                        label=f"resistor allowance {test['allowance_ohms']:.3f} ohm, margin {test['margin_ohms']:.3f} ohm")
+            dev.plot([p[0] for p in pts], [p[1] for p in pts], ".", color=line.get_color(), ms=3)
+    dev.axhline(0, color="black", lw=0.6)
+    dev.set_ylabel("curve - known (ohm)")
+    dev.set_title("deviation from the known resistor; dots: the points the resistor test reads", fontsize=9)
+    dev.legend(fontsize=8)
+    if rig["freq_hz"]:
+        gain.semilogx(rig["freq_hz"], rig["gain_mismatch_db"], color="tab:green")
+    gain.axhline(0, color="black", lw=0.6)
+    gain.set_ylabel("gain mismatch (dB re 1 kHz)")
+    gain.set_xlabel("frequency (Hz)")
+    names = [b["name"] for b in rig["bands"]]
+    levels = [b["level_db"] if b["accepted"] and b["level_db"] is not None else 0 for b in rig["bands"]]
+    colours = ["tab:red" if not b["accepted"] else ("tab:orange" if lv < 6 else "tab:blue")
+               for b, lv in zip(rig["bands"], levels)]
+    bands.barh(names, levels, color=colours)
+    for y, (b, lv) in enumerate(zip(rig["bands"], levels)):
+        bands.annotate("not accepted" if not b["accepted"] else f"{lv:.1f} dB", (max(lv, 0), y),
+                       fontsize=8, va="center", ha="left")
+    bands.axvline(0, color="black", lw=0.8)
+    bands.axvline(6, color="tab:orange", lw=0.8, linestyle=":", label="6 dB: marginal below")
+    bands.set_xlabel("level above the acceptance thresholds (dB)")
+    bands.legend(fontsize=8, loc="lower right")
+    fig.tight_layout()
+    fig.savefig(out, format=fmt)
+
+
+def draw(report, out):
+    if report.get("command") == "rig":
+        return draw_rig(report, out)
+    import matplotlib
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    fig, (imp, comp) = plt.subplots(2, 1, figsize=(10, 8.5), sharex=True)
+    fmt = picture_format(fig, out)
 
     title = f"{report['source']['name']}: result {report['result']} ({report['result_meaning']})"
     if report.get("headphone_type") is not None:

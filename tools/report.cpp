@@ -196,6 +196,7 @@ void printReport(const Report& rep) {
     if (info.simulated)
         printf("  seed %lu, start offset %ld frames, level %.1f dBFS, %s\n", info.seed, info.offset, info.levelDbfs,
                std::isinf(info.snrDb) ? "no noise" : ("SNR " + std::to_string(info.snrDb) + " dB").c_str());
+    if (info.simulated && vsim::impaired(info.rig)) printf("  capture path: %s\n", vsim::describe(info.rig).c_str());
     printCapture(r.capture);
     printFeed(r);
     printf("Result %d: %s\n", r.result, resultMeaning(r.result, info.mode, r.inputEnded).c_str());
@@ -293,6 +294,15 @@ std::string reportJson(const Report& rep) {
         j["source"]["offset"] = info.offset;
         j["source"]["level_dbfs"] = info.levelDbfs;
         j["source"]["snr_db"] = number(info.snrDb);
+        const vsim::RigImpairments& rig = info.rig;
+        j["source"]["capture_path"] = {{"sense_ohms", rig.senseOhms},
+                                       {"gain_db", {rig.gainDb[0], rig.gainDb[1]}},
+                                       {"tilt_db_per_octave", {rig.tiltDbPerOctave[0], rig.tiltDbPerOctave[1]}},
+                                       {"delay_frames", rig.delayFrames},
+                                       {"dc", {rig.dc[0], rig.dc[1]}},
+                                       {"hum_dbfs", number(rig.humDbfs)},
+                                       {"hum_hz", rig.humHz},
+                                       {"loading_ohms", number(rig.loadingOhms)}};
     }
     j["mode"] = info.mode;
     j["result"] = r.result;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/capture.h"
 #include "tools/response.h"
 #include "tools/session.h"
 
@@ -34,6 +35,7 @@ struct RunInfo {
     double levelDbfs = 0, snrDb = 0;
     long offset = 0;          // frames into the stimulus where the simulated capture started
     bool simulated = false;
+    vsim::RigImpairments rig;  // the simulated capture path's departures from the ideal
 };
 
 // The device curve file, read back after the run.
