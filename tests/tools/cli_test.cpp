@@ -20,25 +20,12 @@
 #include "sim/capture.h"
 #include "sim/presets.h"
 #include "support/test_env.h"
+#include "tools/cli_run.h"
 #include "tools/spawn.h"
 #include "util/curve_file.h"
 
 using nlohmann::json;
 
-struct CliRun {
-    int status;
-    std::string out, err;
-};
-
-// Runs the program with these arguments, never through a shell.
-static CliRun vandro(std::vector<std::string> args) {
-    CliRun r;
-    args.insert(args.begin(), VANDRO_CLI);
-    r.status = runProgram(args, &r.err, &r.out);
-    return r;
-}
-
-static json readJson(const std::string& path) { return json::parse(std::ifstream(path), nullptr, false); }
 
 static void writeCapture(const std::string& path, const std::string& preset, int buffers) {
     vsim::Load load;
