@@ -360,6 +360,10 @@ static int run(int argc, char** argv) {
     RigOptions rig;
     CLI::App* rigCommand = addRigCommand(&app, &rig);
     rigCommand->add_flag("--no-wait", noWait, "when another run holds the storage root, stop (status 10) instead of waiting");
+    rigCommand->add_option("--period", period, "frames per audio callback, or random (1..1024, drawn from --seed)")
+        ->check(periodCheck)->capture_default_str();
+    rigCommand->add_option("--format", format, "sample format of the callbacks: s16, s24 (3 bytes), s32 or f32")
+        ->check(CLI::IsMember({"s16", "s24", "s32", "f32"}))->capture_default_str();
     std::string report, in, out;
     CLI::App* apply = app.add_subcommand("apply", "run an audio file through the five sections of a report");
     apply->add_option("report", report, "a JSON report of a fit")->required()->check(fileName);
@@ -419,10 +423,6 @@ static int run(int argc, char** argv) {
     if (*def) return storeReference(info.storageRoot, !noWait);
     if (*signal) return writeStimulus(stimulusPath, seconds, options);
     StorageLock lock;
-    if (*rigCommand) {
-        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
-        return runRig(rig);
-    }
     if (*batch) {
         if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
@@ -435,6 +435,11 @@ static int run(int argc, char** argv) {
     feed.seed = options.seed;
     for (int f = 0; f < 4; f++)
         if (format == feedFormatName(f)) feed.format = f;
+    if (*rigCommand) {
+        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
+        rig.feed = feed;
+        return runRig(rig);
+    }
     if (*measure && !loadFile.empty()) {
         if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
         if (!simulateLoadFile(loadFile, modeNumber(mode), options, true, &info, &r, &tabulated, &err, feed))

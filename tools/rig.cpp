@@ -212,6 +212,8 @@ static void judgeInputs(CaptureResult* r) {
         add(r, "inputs", kPass, format("a swap cannot be told with %g ohm (too close to the sense resistor)", r->capture.knownOhms));
     if (d.alike && d.correlation < 0)
         add(r, "inputs", kPass, "one input is inverted (the library reads magnitudes only)");
+    const bool said = std::any_of(r->items.begin(), r->items.end(), [](const RigItem& i) { return i.item == "inputs"; });
+    if (!said && r->haveCurve) add(r, "inputs", kPass, "both carry the stimulus, in the right order and polarity");
     for (int ch = 0; ch < 2; ch++)
         if (d.clippedRuns[ch] > 0)
             add(r, "clipping", kFail, format("the %s input clipped: %ld runs at full scale", ch == 0 ? "I" : "V", d.clippedRuns[ch]));
@@ -447,7 +449,7 @@ static void printSummary(FILE* out, const RigSummary& s) {
         if (!f.done)
             fprintf(out, "Loading: not estimated (needs captures of two resistor values)\n");
         else if (std::isinf(f.inputOhms))
-            fprintf(out, "Loading: none found (the inputs load the resistor by over 1 Mohm); sense %.3f ohm\n", f.senseOhms);
+            fprintf(out, "Loading: none found (no input resistance under 1 Mohm across the load); sense %.3f ohm\n", f.senseOhms);
         else
             fprintf(out, "Loading: the input across the load reads as %.0f ohm in parallel; sense %.3f ohm (fit residual %.3f ohm)\n",
                     f.inputOhms, f.senseOhms, f.residualOhms);
