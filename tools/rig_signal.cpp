@@ -56,8 +56,8 @@ static std::vector<bool> excludedBins() {
 
 static double windowEnergy() { return 3.0 * kPeriod / 8; }  // the sum of a periodic Hann window's squares
 
-// |X_k|^2 of one input, averaged over the whole periods analysed.
-static std::vector<double> powerSpectrum(const std::vector<int16_t>& s, int channel, int periods) {
+// |X_k|^2 of one input, averaged over the whole periods from frame start on.
+static std::vector<double> powerSpectrum(const std::vector<int16_t>& s, int channel, long start, int periods) {
     std::vector<double> power(kHalf, 0.0), in(kPeriod);
     std::vector<kiss_fft_cpx> out(kHalf);
     kiss_fftr_cfg cfg = kiss_fftr_alloc(static_cast<int>(kPeriod), 0, nullptr, nullptr);
@@ -65,7 +65,7 @@ static std::vector<double> powerSpectrum(const std::vector<int16_t>& s, int chan
     for (int p = 0; p < periods; p++) {
         for (long n = 0; n < kPeriod; n++) {
             const double w = 0.5 - 0.5 * cos(2 * M_PI * n / kPeriod);
-            in[n] = w * s[2 * (p * kPeriod + n) + channel] / kFullScale;
+            in[n] = w * s[2 * (start + p * kPeriod + n) + channel] / kFullScale;
         }
         kiss_fftr(cfg, in.data(), out.data());
         for (long k = 0; k < kHalf; k++) power[k] += (out[k].r * out[k].r + out[k].i * out[k].i) / periods;
@@ -128,31 +128,33 @@ static void findHum(const std::vector<double> power[2], const std::vector<bool>&
     }
 }
 
-static void levels(const std::vector<int16_t>& s, long frames, int periods, Disturbances* d) {
-    const long dcFrames = periods > 0 ? periods * kPeriod : frames;  // whole periods: the tones average to nothing
+// Levels over frames start..frames (whole periods, where the tones average to
+// nothing); clipping over the whole capture.
+static void levels(const std::vector<int16_t>& s, long start, long frames, Disturbances* d) {
     for (int c = 0; c < 2; c++) {
         double sum = 0, squares = 0;
         long run = 0;
         for (long n = 0; n < frames; n++) {
             const int16_t v = s[2 * n + c];
-            if (n < dcFrames) sum += v;
-            squares += static_cast<double>(v) * v;
+            if (n >= start) sum += v, squares += static_cast<double>(v) * v;
             const bool full = v == 32767 || v == -32768;
             run = full ? run + 1 : 0;
             if (run == 2) d->clippedRuns[c]++;
         }
-        d->dc[c] = dcFrames > 0 ? sum / dcFrames / kFullScale : 0;
-        d->rmsDbfs[c] = frames > 0 ? dbfs(sqrt(squares / frames) / kFullScale) : -INFINITY;
+        d->dc[c] = frames > start ? sum / (frames - start) / kFullScale : 0;
+        d->rmsDbfs[c] = frames > start ? dbfs(sqrt(squares / (frames - start)) / kFullScale) : -INFINITY;
     }
 }
 
-// The lag at which V best matches I, to a fraction of a frame, and the sign of the match.
+// The lag at which V best matches I, to a fraction of a frame, and the sign of
+// the match, over the capture's last frames.
 static void alignment(const std::vector<int16_t>& s, long frames, Disturbances* d) {
-    const long n = std::min(frames, kCorrelationFrames) - 2 * kMaxLag;
+    const long n = std::min(frames, kCorrelationFrames) - 2 * kMaxLag, first = frames - n - 2 * kMaxLag;
     if (n <= 0) return;
     std::vector<double> i(n + 2 * kMaxLag), v(n + 2 * kMaxLag);
     double mi = 0, mv = 0;
-    for (long t = 0; t < n + 2 * kMaxLag; t++) i[t] = s[2 * t], v[t] = s[2 * t + 1], mi += i[t], mv += v[t];
+    for (long t = 0; t < n + 2 * kMaxLag; t++)
+        i[t] = s[2 * (first + t)], v[t] = s[2 * (first + t) + 1], mi += i[t], mv += v[t];
     mi /= i.size(), mv /= v.size();
     for (long t = 0; t < n + 2 * kMaxLag; t++) i[t] -= mi, v[t] -= mv;
     double ei = 0, ev = 0;
@@ -179,13 +181,17 @@ static void alignment(const std::vector<int16_t>& s, long frames, Disturbances* 
 Disturbances measureDisturbances(const std::vector<int16_t>& samples, const std::vector<SignalBand>& bands) {
     Disturbances d;
     const long frames = static_cast<long>(samples.size() / 2);
+    // The last whole periods: a capture may start before the stimulus does,
+    // but the library answered only once its data sufficed.
     d.periods = static_cast<int>(std::min<long>(frames / kPeriod, kMaxPeriods));
-    levels(samples, frames, d.periods, &d);
+    const long start = frames - d.periods * kPeriod;
+    levels(samples, d.periods > 0 ? start : 0, frames, &d);
     alignment(samples, frames, &d);
     d.noiseDbfs.assign(bands.size(), {NAN, NAN});
     if (d.periods == 0) return d;
     const std::vector<bool> excluded = excludedBins();
-    const std::vector<double> power[2] = {powerSpectrum(samples, 0, d.periods), powerSpectrum(samples, 1, d.periods)};
+    const std::vector<double> power[2] = {powerSpectrum(samples, 0, start, d.periods),
+                                          powerSpectrum(samples, 1, start, d.periods)};
     for (size_t b = 0; b < bands.size(); b++)
         for (int c = 0; c < 2; c++) d.noiseDbfs[b][c] = bandNoiseDbfs(power[c], excluded, bands[b]);
     findHum(power, excluded, &d);

@@ -32,5 +32,6 @@ struct Disturbances {
 
 // Frames in one period of the stimulus: the capture needs at least this many for the noise and hum.
 long stimulusPeriodFrames();
-// Measures the disturbances of interleaved int16 samples (I even, V odd) in the bands given.
+// Measures the disturbances of interleaved int16 samples (I even, V odd) in the
+// bands given, over the capture's last whole periods (up to four).
 Disturbances measureDisturbances(const std::vector<int16_t>& samples, const std::vector<SignalBand>& bands);

@@ -36,6 +36,7 @@ void swapInputs(std::vector<int16_t>& s) {
 void invertV(std::vector<int16_t>& s) {
     for (size_t i = 1; i < s.size(); i += 2) s[i] = static_cast<int16_t>(-std::max<int>(s[i], -32767));
 }
+void leadingSilence(std::vector<int16_t>& s) { s.insert(s.begin(), 5 * 16384, 0); }
 void silenceV(std::vector<int16_t>& s) {
     for (size_t i = 1; i < s.size(); i += 2) s[i] = 0;
 }
@@ -100,11 +101,21 @@ const std::vector<RigCase> kCases = {
      }},
     {"swapped", {{100, none, swapInputs}}, "fail",
      [](const json&, const json& c) { EXPECT_EQ(c["disturbances"]["swapped"], true); }},
-    // 32 ohm swapped reads 27^2 / 32 = 22.8 ohm: no swap told, but the sense reads 37.9 ohm.
-    {"32 ohm cannot tell a swap", {{32, none, swapInputs}}, "marginal",
+    // A swap is told 25 % away from 27 ohm (33.75): 33 ohm swapped reads 27^2 / 33 = 22.1 ohm,
+    // no swap told, but the sense reads 40.3 ohm.
+    {"33 ohm cannot tell a swap", {{33, none, swapInputs}}, "marginal",
      [](const json& rig, const json& c) {
          EXPECT_EQ(c["disturbances"]["swap_tellable"], false);
-         EXPECT_NEAR(rig["sense_ohms"], 27.0 * 32 * 32 / (27 * 27), 0.1);
+         EXPECT_NEAR(rig["sense_ohms"], 27.0 * 33 * 33 / (27 * 27), 0.1);
+     }},
+    {"34 ohm tells a swap", {{34, none, swapInputs}}, "fail",
+     [](const json&, const json& c) { EXPECT_EQ(c["disturbances"]["swapped"], true); }},
+    {"capture starts before the stimulus", {{32, none, leadingSilence}}, "pass",
+     [](const json&, const json& c) {
+         EXPECT_EQ(c["buffers"], 43);
+         EXPECT_LT(band(c, "full-rate 1.0-2.0 kHz")["noise_dbfs"][0].get<double>(), -100.0);  // quantisation alone
+         EXPECT_NEAR(c["disturbances"]["delay_frames"], 0.0, 0.01);
+         EXPECT_NEAR(c["disturbances"]["dc"][0], 0.0, 1e-5);
      }},
     {"V inverted", {{100, none, invertV}}, "pass",
      [](const json&, const json& c) { EXPECT_EQ(c["disturbances"]["inverted"], true); }},
