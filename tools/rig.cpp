@@ -162,6 +162,13 @@ static void judgeCurve(CaptureResult* r) {
                                    resultMeaning(r->run.result, "curve", r->run.inputEnded) + ")");
         return;
     }
+    const long broken = std::count_if(r->ohms.begin(), r->ohms.end(), [](double v) { return !std::isfinite(v); });
+    if (broken > 0 || !std::isfinite(r->senseOhms)) {
+        add(r, "curve", kFail, format("%ld of the curve's %zu points are not numbers (the library's smoothing overflows "
+                                      "at high impedance): nothing can be read from it", broken, r->ohms.size()));
+        r->senseOhms = r->mismatchMaxDb = r->margin = NAN;
+        return;
+    }
     if (r->haveTest) {
         const Verdict v = r->margin < 0 ? kFail : (r->margin < r->allowance / 2 ? kMarginal : kPass);
         add(r, "resistor test", v,
@@ -181,14 +188,17 @@ static void judgeCurve(CaptureResult* r) {
                hzText(r->mismatchMaxHz).c_str()));
 }
 
+// Whether band a is weaker than b: a band not accepted, else the lower level.
+static bool weaker(const RigBand& a, const RigBand& b) {
+    return (!a.accepted && b.accepted) || (a.accepted == b.accepted && a.levelDb < b.levelDb);
+}
+
 static void judgeBands(CaptureResult* r) {
     if (!r->run.record->haveCoverage) return;
     r->bands = bandsOf(r->run.record->coverage);
     for (size_t b = 0; b < r->bands.size(); b++) {
         const RigBand& band = r->bands[b];
-        if (r->weakest < 0 || (!band.accepted && r->bands[r->weakest].accepted) ||
-            (band.accepted == r->bands[r->weakest].accepted && band.levelDb < r->bands[r->weakest].levelDb))
-            r->weakest = static_cast<int>(b);
+        if (r->weakest < 0 || weaker(band, r->bands[r->weakest])) r->weakest = static_cast<int>(b);
     }
     if (r->weakest < 0) return;
     const RigBand& w = r->bands[r->weakest];
@@ -213,7 +223,7 @@ static void judgeInputs(CaptureResult* r) {
     if (d.alike && d.correlation < 0)
         add(r, "inputs", kPass, "one input is inverted (the library reads magnitudes only)");
     const bool said = std::any_of(r->items.begin(), r->items.end(), [](const RigItem& i) { return i.item == "inputs"; });
-    if (!said && r->haveCurve) add(r, "inputs", kPass, "both carry the stimulus, in the right order and polarity");
+    if (!said && d.alike) add(r, "inputs", kPass, "both carry the same waveform, in the right order and polarity");
     for (int ch = 0; ch < 2; ch++)
         if (d.clippedRuns[ch] > 0)
             add(r, "clipping", kFail, format("the %s input clipped: %ld runs at full scale", ch == 0 ? "I" : "V", d.clippedRuns[ch]));
@@ -268,7 +278,7 @@ static LoadingFit fitLoading(const std::vector<CaptureResult>& results) {
     LoadingFit f;
     std::vector<double> x, y;
     for (const CaptureResult& r : results)
-        if (r.haveCurve && std::isfinite(r.ohmsAtReference) && r.ohmsAtReference > 0) {
+        if (r.haveCurve && std::isfinite(r.senseOhms) && r.ohmsAtReference > 0) {
             if (std::find(x.begin(), x.end(), 1 / r.capture.knownOhms) == x.end()) f.values++;
             x.push_back(1 / r.capture.knownOhms), y.push_back(1 / r.ohmsAtReference);
         }
@@ -367,29 +377,29 @@ struct RigSummary {
     Verdict verdict = kPass;
 };
 
+static const RigBand& weakestBand(const RigSummary& s) {
+    const CaptureResult& r = s.captures[s.weakestCapture];
+    return r.bands[r.weakest];
+}
+
 static RigSummary summarise(std::vector<CaptureResult> captures) {
     RigSummary s;
     s.captures = std::move(captures);
     s.loading = fitLoading(s.captures);
     int curves = 0;
+    double senseSum = 0;
     for (size_t c = 0; c < s.captures.size(); c++) {
         const CaptureResult& r = s.captures[c];
         if (r.verdict > s.verdict) s.verdict = r.verdict;
-        if (r.haveTest && !(r.margin >= s.marginOhms)) s.marginOhms = r.margin;
-        if (r.weakest >= 0) {
-            const RigBand& w = r.bands[r.weakest];
-            const RigBand* best = s.weakestCapture < 0 ? nullptr : &s.captures[s.weakestCapture].bands[s.captures[s.weakestCapture].weakest];
-            if (best == nullptr || (!w.accepted && best->accepted) || (w.accepted == best->accepted && w.levelDb < best->levelDb))
-                s.weakestCapture = static_cast<int>(c);
-        }
-        if (!r.haveCurve) continue;
+        if (std::isfinite(r.margin) && !(r.margin >= s.marginOhms)) s.marginOhms = r.margin;
+        if (r.weakest >= 0 && (s.weakestCapture < 0 || weaker(r.bands[r.weakest], weakestBand(s))))
+            s.weakestCapture = static_cast<int>(c);
+        if (!r.haveCurve || !std::isfinite(r.senseOhms)) continue;
+        senseSum += r.senseOhms;
         if (curves++ == 0) s.hz = r.hz, s.mismatchDb.assign(r.mismatchDb.size(), 0.0);
         for (size_t i = 0; i < r.mismatchDb.size(); i++) s.mismatchDb[i] += r.mismatchDb[i];
     }
     // Across captures the mismatch is the mean in dB; the sense resistance the fit's, loading apart.
-    double senseSum = 0;
-    for (const CaptureResult& r : s.captures)
-        if (r.haveCurve) senseSum += r.senseOhms;
     if (curves > 0) {
         s.mismatchMaxDb = 0;
         for (double& m : s.mismatchDb) m /= curves, s.mismatchMaxDb = fabs(m) > fabs(s.mismatchMaxDb) ? m : s.mismatchMaxDb;
@@ -424,7 +434,7 @@ static json summaryJson(const RigSummary& s) {
                 {"gain_mismatch_max_db", number(s.mismatchMaxDb)},
                 {"resistor_margin_ohms", number(s.marginOhms)},
                 {"weakest_band", s.weakestCapture >= 0 ? captures[s.weakestCapture]["weakest_band"] : json(nullptr)},
-                {"weakest_band_level_db", s.weakestCapture >= 0 ? number(s.captures[s.weakestCapture].bands[s.captures[s.weakestCapture].weakest].levelDb) : json(nullptr)},
+                {"weakest_band_level_db", s.weakestCapture >= 0 ? number(weakestBand(s).levelDb) : json(nullptr)},
                 {"bands", bands},
                 {"loading", f.done ? json{{"sense_ohms", number(f.senseOhms)}, {"input_ohms", number(f.inputOhms)},
                                           {"residual_ohms", number(f.residualOhms)}, {"captures", f.captures},
@@ -457,11 +467,13 @@ static void printSummary(FILE* out, const RigSummary& s) {
     if (std::isfinite(s.senseOhms))
         fprintf(out, "Rig: sense %.3f ohm (%s)\n", s.senseOhms, senseFrom(s).c_str());
     else
-        fprintf(out, "Rig: sense not estimated (no capture gave a device curve)\n");
-    fprintf(out, "Rig: gain mismatch up to %+.3f dB; resistor margin %.3f ohm", s.mismatchMaxDb, s.marginOhms);
+        fprintf(out, "Rig: sense not estimated (no capture gave a curve that reads at 1 kHz)\n");
+    const std::string mismatch = std::isfinite(s.mismatchMaxDb) ? format("up to %+.3f dB", s.mismatchMaxDb) : "not read";
+    const std::string margin = std::isfinite(s.marginOhms) ? format("%.3f ohm", s.marginOhms) : "not read";
+    fprintf(out, "Rig: gain mismatch %s; resistor margin %s", mismatch.c_str(), margin.c_str());
     if (s.weakestCapture >= 0) {
-        const RigBand& w = s.captures[s.weakestCapture].bands[s.captures[s.weakestCapture].weakest];
-        fprintf(out, "; weakest band %s (%.1f dB)", w.name.c_str(), w.levelDb);
+        const RigBand& w = weakestBand(s);
+        fprintf(out, "; weakest band %s (%s)", w.name.c_str(), w.accepted ? format("%.1f dB", w.levelDb).c_str() : "not accepted");
     }
     fprintf(out, "\nVerdict: %s (corrections are reported, not applied: the library takes %.0f x I / V as it is)\n",
             kVerdictNames[s.verdict], diagnosticsCurveOhmsPerRatio());
