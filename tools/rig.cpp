@@ -60,6 +60,7 @@ struct CaptureResult {
 // The inputs' loading, from two or more resistors.
 struct LoadingFit {
     bool done = false;
+    bool readingsFall = false;  // a larger resistor read lower: swapped inputs read S^2 / R
     int captures = 0, values = 0;
     double senseOhms = NAN, inputOhms = NAN, residualOhms = NAN;
 };
@@ -105,7 +106,7 @@ static std::vector<RigBand> bandsOf(const CoverageRecord& c) {
             b.toHz = hz;
             any = true;
             if (count < (cut.decimated ? c.decNeeded : c.fullNeeded)) b.accepted = false;
-            if (std::isnan(level) || !(level >= b.levelDb)) b.levelDb = level;
+            if (std::isfinite(level) && !(level >= b.levelDb)) b.levelDb = level;  // the weakest bin that took any
         }
         if (!any) continue;
         b.name = b.path + " " + rangeText(b.fromHz, b.toHz);
@@ -229,8 +230,10 @@ static void judgeInputs(CaptureResult* r) {
             add(r, "clipping", kFail, format("the %s input clipped: %ld runs at full scale", ch == 0 ? "I" : "V", d.clippedRuns[ch]));
 }
 
+// A level per input, "none" where an input shows none.
 static std::string pair(const double* v, const char* unit) {
-    return format("I %.1f %s, V %.1f %s", v[0], unit, v[1], unit);
+    const auto one = [unit](double x) { return std::isfinite(x) ? format("%.1f %s", x, unit) : std::string("none"); };
+    return "I " + one(v[0]) + ", V " + one(v[1]);
 }
 
 // Disturbances that reach the library's decisions only through the margin and the band levels.
@@ -247,7 +250,7 @@ static void describeDisturbances(CaptureResult* r) {
         if (!r->bands.empty())
             add(r, "noise", kPass, "loudest in the " + r->bands[worst].name + " band: " + pair(d.noiseDbfs[worst].data(), "dBFS"));
         std::string lines;
-        for (const HumLine& h : d.hum) lines += format("%s%.0f Hz: I %.1f, V %.1f dBFS", lines.empty() ? "" : "; ", h.hz, h.dbfs[0], h.dbfs[1]);
+        for (const HumLine& h : d.hum) lines += format("%s%.0f Hz: ", lines.empty() ? "" : "; ", h.hz) + pair(h.dbfs, "dBFS");
         add(r, "hum", kPass, d.hum.empty() ? "none found" : format("%.0f Hz mains: ", d.mainsHz) + lines);
     }
     const double dcPercent[2] = {100 * d.dc[0], 100 * d.dc[1]};
@@ -288,6 +291,8 @@ static LoadingFit fitLoading(const std::vector<CaptureResult>& results) {
     for (size_t i = 0; i < x.size(); i++) mx += x[i] / x.size(), my += y[i] / x.size();
     for (size_t i = 0; i < x.size(); i++) sxx += (x[i] - mx) * (x[i] - mx), sxy += (x[i] - mx) * (y[i] - my);
     const double a = sxy / sxx, b = my - a * mx, s = diagnosticsCurveOhmsPerRatio();
+    f.readingsFall = !(a > 0);
+    if (f.readingsFall) return f;
     f.done = true;
     f.senseOhms = s * a;
     f.inputOhms = b > 0 && a / b < kLoadingMaxOhms ? a / b : INFINITY;
@@ -374,6 +379,7 @@ struct RigSummary {
     std::vector<double> hz, mismatchDb;
     double mismatchMaxDb = NAN;
     int weakestCapture = -1;
+    std::vector<RigItem> items;  // what only the captures together show
     Verdict verdict = kPass;
 };
 
@@ -399,6 +405,10 @@ static RigSummary summarise(std::vector<CaptureResult> captures) {
         if (curves++ == 0) s.hz = r.hz, s.mismatchDb.assign(r.mismatchDb.size(), 0.0);
         for (size_t i = 0; i < r.mismatchDb.size(); i++) s.mismatchDb[i] += r.mismatchDb[i];
     }
+    if (s.loading.readingsFall) {
+        s.items.push_back({"inputs", kFail, "the larger resistors read lower: the inputs are swapped"});
+        s.verdict = kFail;
+    }
     // Across captures the mismatch is the mean in dB; the sense resistance the fit's, loading apart.
     if (curves > 0) {
         s.mismatchMaxDb = 0;
@@ -413,12 +423,13 @@ static std::string senseFrom(const RigSummary& s) {
         return format("%d captures of %d resistor values: the inputs' loading fitted apart; a flat gain mismatch "
                       "between the inputs is still folded in",
                       s.loading.captures, s.loading.values);
-    return "one resistor value: the sense resistor, a flat gain mismatch between the inputs and any loading of the "
-           "inputs, folded into one figure";
+    const std::string folded = "the sense resistor, a flat gain mismatch between the inputs and any loading of the "
+                               "inputs, folded into one figure";
+    return s.captures.size() > 1 ? "the mean over the captures, each " + folded : "one resistor value: " + folded;
 }
 
 static json summaryJson(const RigSummary& s) {
-    json items = json::array();
+    json items = itemsJson(s.items, -1);
     for (size_t c = 0; c < s.captures.size(); c++)
         for (const json& i : itemsJson(s.captures[c].items, static_cast<int>(c))) items.push_back(i);
     json captures = json::array();
@@ -456,8 +467,9 @@ static void printSummary(FILE* out, const RigSummary& s) {
     for (size_t c = 0; c < s.captures.size(); c++) printCapture(out, c, s.captures[c]);
     if (s.captures.size() > 1) {
         const LoadingFit& f = s.loading;
+        for (const RigItem& i : s.items) fprintf(out, "  %-8s %-15s %s\n", kVerdictNames[i.verdict], i.item.c_str(), i.line.c_str());
         if (!f.done)
-            fprintf(out, "Loading: not estimated (needs captures of two resistor values)\n");
+            fprintf(out, "Loading: not estimated (needs captures of two resistor values that read in order)\n");
         else if (std::isinf(f.inputOhms))
             fprintf(out, "Loading: none found (no input resistance under 1 Mohm across the load); sense %.3f ohm\n", f.senseOhms);
         else

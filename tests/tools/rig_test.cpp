@@ -117,6 +117,14 @@ const std::vector<RigCase> kCases = {
          EXPECT_NEAR(c["disturbances"]["delay_frames"], 0.0, 0.01);
          EXPECT_NEAR(c["disturbances"]["dc"][0], 0.0, 1e-5);
      }},
+    // 22 and 33 ohm each sit too near 27 ohm to tell a swap; together they read in reverse.
+    {"two values read in reverse", {{22, none, swapInputs}, {33, none, swapInputs}}, "fail",
+     [](const json& rig, const json& c) {
+         EXPECT_EQ(c["disturbances"]["swap_tellable"], false);
+         EXPECT_EQ(rig["items"][0]["item"], "inputs");
+         EXPECT_EQ(rig["items"][0]["verdict"], "fail");
+         EXPECT_TRUE(rig["loading"].is_null());
+     }},
     {"V inverted", {{100, none, invertV}}, "pass",
      [](const json&, const json& c) { EXPECT_EQ(c["disturbances"]["inverted"], true); }},
     {"V silent", {{100, none, silenceV}}, "fail",
