@@ -39,12 +39,15 @@ def draw_rig(report, out):
         curve = c.get("device_curve")
         if not curve:
             continue
-        hz, d = curve["freq_hz"], c["deviation_ohms"]
-        line, = dev.semilogx(hz, d, label=f"{os.path.basename(c['source']['name'])} ({c['known_ohms']:g} ohm)")
+        shown = [(f, v) for f, v in zip(curve["freq_hz"], c["deviation_ohms"]) if v is not None]
+        if not shown:
+            continue
+        line, = dev.semilogx([p[0] for p in shown], [p[1] for p in shown],
+                             label=f"{os.path.basename(c['source']['name'])} ({c['known_ohms']:g} ohm)")
         test = c.get("resistor_test")
-        if test:
-            read = set(test["points_hz"])
-            pts = [(f, v) for f, v in zip(hz, d) if f in read and v is not None]
+        read = set(test["points_hz"]) if test else set()
+        pts = [(f, v) for f, v in shown if f in read]
+        if pts and None not in (test["allowance_ohms"], test["margin_ohms"]):
             lo, hi = min(p[1] for p in pts), max(p[1] for p in pts)
             mid, half = (lo + hi) / 2, test["allowance_ohms"] / 2
             dev.axhspan(mid - half, mid + half, color=line.get_color(), alpha=0.12,
