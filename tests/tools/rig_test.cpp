@@ -209,3 +209,29 @@ INSTANTIATE_TEST_SUITE_P(Cases, Rig, ::testing::ValuesIn(kCases), [](const auto&
 });
 
 }  // namespace
+
+namespace {
+
+// The picture is drawn for captures whose curves are partly not numbers (the
+// library's smoothing overflows at 10 kohm) as for clean ones.
+TEST(RigPicture, DrawsWhatTheCurvesHold) {
+    const std::string dir = storageRoot() + "/rig/";
+    makeDirs(dir);
+    std::vector<std::string> args = {"rig"};
+    for (double ohms : {10000.0, 32.0}) {
+        std::vector<int16_t> samples;
+        ASSERT_TRUE(vsim::synthesize(vsim::resistorLoad("r", ohms), vsim::CaptureOptions(), 38, &samples, nullptr, nullptr));
+        const std::string wav = dir + std::to_string(static_cast<int>(ohms)) + ".wav";
+        ASSERT_TRUE(vsim::writeWav(wav, samples, nullptr));
+        args.insert(args.end(), {wav, "--known", std::to_string(ohms)});
+    }
+    args.insert(args.end(), {"--plot", dir + "rig.png"});
+    const CliRun run = vandro(args);
+    EXPECT_EQ(run.status, 12) << run.err;
+    std::ifstream png(dir + "rig.png", std::ios::binary);
+    std::string magic(8, '\0');
+    png.read(&magic[0], 8);
+    EXPECT_EQ(magic, "\x89PNG\r\n\x1a\n") << run.err;
+}
+
+}  // namespace
