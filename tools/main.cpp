@@ -2,38 +2,30 @@
 // vandro: the library's main job on a workstation. Simulated or captured
 // buffers go through the library exactly as an audio stack feeds them; the
 // report says what the library answered and why, from what this run computed.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
-#include "sim/audio_io.h"
 #include "sim/capture.h"
 #include "sim/presets.h"
 #include "tools/apply.h"
 #include "tools/batch.h"
+#include "tools/command.h"
+#include "tools/default.h"
 #include "tools/interrupt.h"
+#include "tools/measure.h"
 #include "tools/output_file.h"
-#include "tools/plot.h"
-#include "tools/provenance.h"
-#include "tools/readback.h"
 #include "tools/report.h"
 #include "tools/rig.h"
-#include "tools/session.h"
-#include "tools/storage_lock.h"
-#include "util/curve_file.h"
+#include "tools/signal.h"
 
 static const char kStatuses[] =
     "Exit status: 0 done (result 1), 2 not enough data after 120 buffers, 3 measurement failed,\n"
     "4 resistor or line input, 5 new headset, 6 input ended first, 7 call refused,\n"
-    "11 rig check marginal, 12 rig check failed,\n"
     "8 the picture could not be drawn (the report was written), 9 an identification rests on a curve file\n"
     "this run could not write or read back, 10 another run holds the storage root (--no-wait),\n"
-    "1 bad arguments or files.";
+    "11 rig check marginal, 12 rig check failed, 1 bad arguments or files.";
 
 // Two library buffers: the ring holds four, and the program empties it after every burst.
 static const int kMaxPeriodFrames = 2 * VANDRO_FRAMES_PER_BUFFER;
@@ -50,218 +42,6 @@ static CLI::Validator numberFrom(double lo, double hi, const std::string& what) 
             return ok ? std::string() : std::string(range) + what;
         },
         "NUMBER");
-}
-
-static std::string shortNumber(double v) {
-    char text[32];
-    snprintf(text, sizeof text, "%g", v);
-    return text;
-}
-
-static int modeNumber(const std::string& mode) {
-    return mode == "identify" ? VANDRO_MODE_IDENTIFY : (mode == "curve" ? VANDRO_MODE_CURVES : VANDRO_MODE_FIT);
-}
-
-static int fail(const std::string& message) {
-    fprintf(stderr, "vandro: %s\n", message.c_str());
-    return kExitUsage;
-}
-
-// The library makes its directories with its historical mode (666 decimal),
-// which leaves them unusable for anyone but root; made here first, usable.
-static bool prepareStorage(const std::string& root, std::string* error) {
-    std::error_code ec;
-    for (const char* sub : {"/data", "/debug"}) {
-        std::filesystem::create_directories(root + sub, ec);
-        if (ec) {
-            *error = "cannot create " + root + sub + ": " + ec.message();
-            return false;
-        }
-    }
-    return true;
-}
-
-// The library's file layer keeps the first 255 characters of a path.
-static const size_t kLibraryPathMax = 255;
-
-// Where --save-raw writes, refused before the run when the library's file
-// layer could not take the path.
-static bool rawCaptureDir(const std::string& rawDir, std::string* dir, std::string* error) {
-    *dir = std::filesystem::absolute(rawDir).lexically_normal().string();
-    while (dir->size() > 1 && dir->back() == '/') dir->pop_back();
-    std::error_code ec;
-    if (std::filesystem::exists(*dir, ec) && !std::filesystem::is_directory(*dir, ec)) {
-        *error = rawDir + ": not a folder (--save-raw writes rawDataI.dat and rawDataV.dat into one)";
-        return false;
-    }
-    const size_t longest = dir->size() + std::string("/rawDataI.dat").size();
-    if (longest > kLibraryPathMax) {
-        *error = rawDir + ": too long a path for the library's file layer (" + std::to_string(longest) +
-                 " bytes with rawDataI.dat; at most " + std::to_string(kLibraryPathMax) + ")";
-        return false;
-    }
-    return true;
-}
-
-// One channel through the library's own writer into a temporary beside its
-// name, read back for its line count, then renamed.
-static bool saveRawChannel(const std::vector<double>& values, const std::string& target, std::string* error) {
-    return writeThrough(target, [&](const std::string& path, std::string* why) {
-        writeArrayToFile(values.data(), 0, static_cast<int>(values.size()), path.c_str());
-        takeLog();
-        std::string text;
-        if (readFileBytes(path, &text, why) && static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) == values.size())
-            return true;
-        *why = target + ": cannot write the raw capture whole (is the disk full?)";
-        return false;
-    }, error);
-}
-
-// Writes what a run fed: a 2-channel WAV, and/or rawDataI.dat and rawDataV.dat
-// in the library's own raw-capture format (its writer, one value per line).
-static bool saveCapture(const std::vector<int16_t>& fed, const std::string& wav, const std::string& rawDir,
-                        std::string* error) {
-    std::string dir;
-    const auto writeWav = [&](const std::string& path, std::string* why) { return vsim::writeWav(path, fed, why); };
-    if (!wav.empty() && !writeThrough(wav, writeWav, error)) return false;
-    if (rawDir.empty()) return true;
-    if (!rawCaptureDir(rawDir, &dir, error)) return false;
-    std::error_code ec;
-    std::filesystem::create_directories(dir, ec);
-    if (ec) {
-        *error = rawDir + ": cannot create: " + ec.message();
-        return false;
-    }
-    const size_t frames = fed.size() / 2;
-    std::vector<double> i(frames), v(frames);
-    for (size_t f = 0; f < frames; f++) {
-        i[f] = fed[2 * f] / kInt16Scale;
-        v[f] = fed[2 * f + 1] / kInt16Scale;
-    }
-    return saveRawChannel(i, dir + "/rawDataI.dat", error) && saveRawChannel(v, dir + "/rawDataV.dat", error);
-}
-
-// Takes the storage root for this run; 0, or the exit status when it cannot.
-static int own(StorageLock* lock, const std::string& root, bool wait) {
-    std::string err;
-    switch (lock->take(root, wait, &err)) {
-        case StorageLock::kTaken: return 0;
-        case StorageLock::kBusy:
-            fprintf(stderr, "vandro: another run holds the storage root (%s)\n", storageLockPath(root).c_str());
-            return kExitStorageBusy;
-        default:
-            if (interruptSignal() != 0) return reportInterrupt("stopped while waiting for the storage root");
-            return fail(err);
-    }
-}
-
-// Report, JSON and picture for a finished run; returns the exit status. The
-// files are read back and the run recorded before the storage root is let go.
-static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, const std::string& json,
-                  const std::string& picture, const std::string& saveWav, const std::string& saveRaw,
-                  const vsim::Load& tabulated) {
-    if (interruptSignal() != 0) return reportInterrupt("the run was stopped; nothing was written");
-    Report rep = makeReport(info, std::move(run));
-    readBackFiles(&rep);
-    recordLastRun(rep);
-    lock->release();
-    std::string saveError;
-    if (!saveCapture(rep.run.fed, saveWav, saveRaw, &saveError)) return fail(saveError);
-    if (!tabulated.table.hz.empty()) addLoadCurve(tabulated, &rep);
-    const bool jsonToStdout = json == "-";
-    int jsonFd = -1;
-    if (jsonToStdout) {
-        // Standard output carries the JSON alone; everything else goes to stderr.
-        fflush(stdout);
-        jsonFd = dup(STDOUT_FILENO);
-        if (jsonFd < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return fail("cannot redirect the text report");
-    }
-    printReport(rep);
-    fflush(stdout);
-    const std::string text = reportJson(rep);
-    std::string err;
-    if (jsonToStdout) {
-        size_t done = 0;
-        while (done < text.size()) {
-            const ssize_t n = write(jsonFd, text.data() + done, text.size() - done);
-            if (n <= 0) return fail("cannot write the report to standard output");
-            done += static_cast<size_t>(n);
-        }
-        close(jsonFd);
-    }
-    if (!json.empty() && !jsonToStdout && !writeOutput(json, text, &err)) return fail(err);
-    int status = reportStatus(rep);
-    if (status == kExitNotThisRunsCurve)
-        fprintf(stderr, "vandro: the identification rests on a curve file this run could not write or read back: %s %s\n",
-                diagnosticsDeviceCurvePath(), rep.curveFile.problem.c_str());
-    else
-        for (const std::string& w : rep.warnings) fprintf(stderr, "vandro: warning: %s\n", w.c_str());
-    if (!picture.empty()) {
-        std::string jsonPath = jsonToStdout || json.empty() ? "" : json, scratch;
-        if (jsonPath.empty()) {
-            if (!scratchFile(".json", &scratch, &err) || !writeOutput(scratch, text, &err)) return fail(err);
-            jsonPath = scratch;
-        }
-        std::string why;
-        writeThrough(picture, [&](const std::string& path, std::string* reason) {
-            *reason = drawPicture(jsonPath, path);
-            return reason->empty();
-        }, &why);
-        if (!scratch.empty()) abandonOutput(scratch);
-        if (why.empty()) {
-            printf("Plot: %s\n", picture.c_str());
-        } else {
-            fprintf(stderr, "vandro: the picture could not be drawn: %s\n", why.c_str());
-            status = kExitNoPicture;
-        }
-    }
-    return status;
-}
-
-
-// The excitation alone, as a handset would play it.
-static int writeStimulus(const std::string& path, double seconds, const vsim::CaptureOptions& options) {
-    std::vector<int16_t> samples;
-    std::string err;
-    const long frames = std::lround(seconds * vsim::kSampleRate);
-    if (!vsim::stimulus(options.seed, options.levelDbfs, frames, &samples, &err) ||
-        !writeThrough(path, [&](const std::string& to, std::string* why) { return vsim::writeMonoWav(to, samples, why); }, &err))
-        return fail(err);
-    const double crest = vsim::stimulusCrest(options.seed);
-    printf("Stimulus: %s (%.1f s, mono 16-bit 44.1 kHz, peak %.1f dBFS, crest factor %.2f (%.1f dB), seed %lu)\n",
-           path.c_str(), frames / vsim::kSampleRate, options.levelDbfs, crest, 20 * log10(crest),
-           static_cast<unsigned long>(options.seed));
-    return kExitDone;
-}
-
-// Stores the last run's curve as the reference, holding the storage root throughout.
-static int storeReference(const std::string& root, bool wait) {
-    StorageLock lock;
-    if (const int status = own(&lock, root, wait)) return status;
-    LastRun last;
-    std::string err, bytes, why;
-    if (!readLastRun(lastRunPath(root), &last, &err)) return fail("no reference stored: " + err);
-    const std::string run = last.command + " at " + last.time, device = diagnosticsDeviceCurvePath();
-    if (!last.wroteCurve)
-        return fail("no reference stored: the last run (" + run + ") did not produce a device curve");
-    if (!last.curveReadBack)
-        return fail("no reference stored: the last run (" + run + ") could not write or read back its curve: " + device +
-                    " " + last.curveProblem);
-    if (!readFileBytes(device, &bytes, &why))
-        return fail("no reference stored: " + device + " " + why + " (the last run, " + run +
-                    ", wrote it; it has been removed or replaced since)");
-    if (fileDigest(device) != last.curveDigest)
-        return fail("no reference stored: " + device + " was not written by this program's last run (" + run + ")");
-    SessionResult r = storeDefault();
-    for (const LogLine& l : r.log)
-        if (l.priority >= 6) printf("  library: %s\n", l.text.c_str());
-    if (r.result != 0) return fail("no reference stored (VandroDefault " + std::to_string(r.result) + ")");
-    printf("Reference stored: %s\n", diagnosticsReferenceCurvePath());
-    printf("  from: %s, result %d (%s)\n", run.c_str(), last.result,
-           resultMeaning(last.result, "fit", false).c_str());
-    if (last.result != VANDRO_DONE)
-        printf("warning: that run's result was %d, not 1: its curve may not be a headset's\n", last.result);
-    return 0;
 }
 
 static int run(int argc, char** argv) {
@@ -422,47 +202,29 @@ static int run(int argc, char** argv) {
     if (!prepareStorage(info.storageRoot, &err)) return fail(err);
     if (*def) return storeReference(info.storageRoot, !noWait);
     if (*signal) return writeStimulus(stimulusPath, seconds, options);
-    StorageLock lock;
-    if (*batch) {
-        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
-        return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
-    }
-    SessionResult r;
-    vsim::Load tabulated;
     FeedOptions feed;
     feed.random = period == "random";
     feed.periodFrames = feed.random ? 0 : std::stoi(period);
     feed.seed = options.seed;
     for (int f = 0; f < 4; f++)
         if (format == feedFormatName(f)) feed.format = f;
+    if (*batch) {
+        StorageLock lock;
+        if (const int status = takeStorage(&lock, info.storageRoot, !noWait)) return status;
+        return runBatch(captures, loads, batchOptions, modeNumber(mode), info);
+    }
     if (*rigCommand) {
-        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
+        StorageLock lock;
+        if (const int status = takeStorage(&lock, info.storageRoot, !noWait)) return status;
         rig.feed = feed;
         return runRig(rig);
     }
-    if (*measure && !loadFile.empty()) {
-        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
-        if (!simulateLoadFile(loadFile, modeNumber(mode), options, true, &info, &r, &tabulated, &err, feed))
-            return fail(err);
-    } else if (*measure) {
-        vsim::Load load;
-        if (resistorOhms > 0)
-            load = vsim::resistorLoad("resistor-" + shortNumber(resistorOhms), resistorOhms);
-        else if (!vsim::findPreset(preset, &load, &err))
-            return fail(err);
-        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
-        if (!simulateLoad(load, load.name, modeNumber(mode), options, true, &info, &r, &err, feed)) return fail(err);
-    } else {
-        CaptureInput capture;
-        const bool ok = files.size() == 1 ? openCaptureInput(files[0], &capture, &err)
-                                          : vsim::readRawCapture(files[0], files[1], &capture.samples, &err);
-        if (!ok) return fail(err);
-        info.command = "replay";
-        info.source = files.size() == 1 ? files[0] : files[0] + " + " + files[1];
-        if (const int status = own(&lock, info.storageRoot, !noWait)) return status;
-        r = replayCapture(&capture, modeNumber(mode), true, feed);
-    }
-    return finish(info, std::move(r), &lock, json, png, saveWav, saveRaw, tabulated);
+    CaptureRequest request;
+    request.replay = replay->parsed();
+    request.preset = preset, request.loadFile = loadFile, request.resistorOhms = resistorOhms, request.files = files;
+    request.options = options, request.feed = feed, request.wait = !noWait;
+    request.mode = mode, request.json = json, request.picture = png, request.saveWav = saveWav, request.saveRaw = saveRaw;
+    return runCapture(request, info);
 }
 
 int main(int argc, char** argv) {

@@ -10,6 +10,7 @@
 
 #include "engine/diagnostics.h"
 #include "tools/batch.h"
+#include "tools/command.h"
 #include "tools/interrupt.h"
 #include "tools/output_file.h"
 #include "tools/plot.h"
@@ -489,11 +490,6 @@ static void printSummary(FILE* out, const RigSummary& s) {
     }
     fprintf(out, "\nVerdict: %s (corrections are reported, not applied: the library takes %.0f x I / V as it is)\n",
             kVerdictNames[s.verdict], diagnosticsCurveOhmsPerRatio());
-}
-
-static int fail(const std::string& message) {
-    fprintf(stderr, "vandro: %s\n", message.c_str());
-    return kExitUsage;
 }
 
 static int writeReport(const RigOptions& options, const RigSummary& s) {
