@@ -23,7 +23,7 @@ using nlohmann::json;
 static const double kReferenceHz = 1000.0;     // the sense resistance is read here
 static const double kSenseShare = 0.02;        // further from the assumed sense resistor: marginal
 static const double kBandMarginDb = 6.0;       // a band this close to its thresholds: marginal
-static const double kSwapContrast = 1.25;      // a resistor this far from the sense resistor tells a swap
+static const double kSwapContrast = 1.1;       // a resistor this far from the sense resistor tells a swap
 static const double kLoadingMaxOhms = 1e6;     // a fitted input resistance above this is no loading
 
 enum Verdict { kPass, kMarginal, kFail };
@@ -218,8 +218,9 @@ static void judgeInputs(CaptureResult* r) {
     if (c.checks & VANDRO_FEED_CHECK_V_SILENT) add(r, "inputs", kFail, "the V input is silent");
     if (r->swapped)
         add(r, "inputs", kFail,
-            format("swapped: the curve reads %.2f ohm at 1 kHz, near the %.2f ohm a swap gives for %g ohm",
-                   r->ohmsAtReference, pow(diagnosticsCurveOhmsPerRatio(), 2) / r->capture.knownOhms, r->capture.knownOhms));
+            format("swapped (or not a %g ohm resistor): the curve reads %.2f ohm at 1 kHz, nearer the %.2f ohm a swap gives",
+                   r->capture.knownOhms,
+                   r->ohmsAtReference, pow(diagnosticsCurveOhmsPerRatio(), 2) / r->capture.knownOhms));
     else if (r->haveCurve && !r->swapTellable)
         add(r, "inputs", kPass, format("a swap cannot be told with %g ohm (too close to the sense resistor)", r->capture.knownOhms));
     if (d.alike && d.correlation < 0)

@@ -101,14 +101,14 @@ const std::vector<RigCase> kCases = {
      }},
     {"swapped", {{100, none, swapInputs}}, "fail",
      [](const json&, const json& c) { EXPECT_EQ(c["disturbances"]["swapped"], true); }},
-    // A swap is told 25 % away from 27 ohm (33.75): 33 ohm swapped reads 27^2 / 33 = 22.1 ohm,
-    // no swap told, but the sense reads 40.3 ohm.
-    {"33 ohm cannot tell a swap", {{33, none, swapInputs}}, "marginal",
+    // A swap is told 10 % away from 27 ohm (29.7): 29 ohm swapped reads 27^2 / 29 = 25.1 ohm,
+    // no swap told, but the sense reads 31.1 ohm.
+    {"29 ohm cannot tell a swap", {{29, none, swapInputs}}, "marginal",
      [](const json& rig, const json& c) {
          EXPECT_EQ(c["disturbances"]["swap_tellable"], false);
-         EXPECT_NEAR(rig["sense_ohms"], 27.0 * 33 * 33 / (27 * 27), 0.1);
+         EXPECT_NEAR(rig["sense_ohms"], 27.0 * 29 * 29 / (27 * 27), 0.1);
      }},
-    {"34 ohm tells a swap", {{34, none, swapInputs}}, "fail",
+    {"30 ohm tells a swap", {{30, none, swapInputs}}, "fail",
      [](const json&, const json& c) { EXPECT_EQ(c["disturbances"]["swapped"], true); }},
     {"capture starts before the stimulus", {{32, none, leadingSilence}}, "pass",
      [](const json&, const json& c) {
@@ -117,8 +117,8 @@ const std::vector<RigCase> kCases = {
          EXPECT_NEAR(c["disturbances"]["delay_frames"], 0.0, 0.01);
          EXPECT_NEAR(c["disturbances"]["dc"][0], 0.0, 1e-5);
      }},
-    // 22 and 33 ohm each sit too near 27 ohm to tell a swap; together they read in reverse.
-    {"two values read in reverse", {{22, none, swapInputs}, {33, none, swapInputs}}, "fail",
+    // 25.5 and 28.5 ohm each sit too near 27 ohm to tell a swap; together they read in reverse.
+    {"two values read in reverse", {{25.5, none, swapInputs}, {28.5, none, swapInputs}}, "fail",
      [](const json& rig, const json& c) {
          EXPECT_EQ(c["disturbances"]["swap_tellable"], false);
          EXPECT_EQ(rig["items"][0]["item"], "inputs");
