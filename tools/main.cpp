@@ -44,6 +44,11 @@ static CLI::Validator numberFrom(double lo, double hi, const std::string& what) 
         "NUMBER");
 }
 
+// A capture named by its folder is read from these two files.
+static void addFolderFiles(const std::string& path, std::vector<std::string>* inputs) {
+    inputs->insert(inputs->end(), {path + "/rawDataI.dat", path + "/rawDataV.dat"});
+}
+
 static int run(int argc, char** argv) {
     CLI::App app{"vandro: headset impedance measurement and compensation, on a workstation"};
     app.footer(kStatuses);
@@ -180,12 +185,12 @@ static int run(int argc, char** argv) {
     if (*batch) {
         inputs = captures;
         inputs.insert(inputs.end(), loads.begin(), loads.end());
-        for (const std::string& c : captures) inputs.insert(inputs.end(), {c + "/rawDataI.dat", c + "/rawDataV.dat"});
+        for (const std::string& c : captures) addFolderFiles(c, &inputs);
         outputs = {{"--csv", batchOptions.csv}};
         if (!batchOptions.jsonl.empty()) outputs.push_back({"--jsonl", batchOptions.jsonl});
     }
     if (!loadFile.empty()) inputs.push_back(loadFile);
-    for (const std::string& f : files) inputs.insert(inputs.end(), {f + "/rawDataI.dat", f + "/rawDataV.dat"});
+    for (const std::string& f : files) addFolderFiles(f, &inputs);
     for (const auto& [option, path] : {std::pair<std::string, std::string>{"--json", json}, {"--plot", png},
                                        {"--save-wav", saveWav}})
         if (!path.empty() && path != "-") outputs.push_back({option, path});
@@ -193,7 +198,7 @@ static int run(int argc, char** argv) {
         outputs.insert(outputs.end(), {{"--save-raw", rawDir + "/rawDataI.dat"}, {"--save-raw", rawDir + "/rawDataV.dat"}});
     if (*rigCommand) {
         if (!rigInputs(&rig, &err)) return fail(err);
-        for (const RigCapture& c : rig.captures) inputs.insert(inputs.end(), {c.path, c.path + "/rawDataI.dat", c.path + "/rawDataV.dat"});
+        for (const RigCapture& c : rig.captures) inputs.push_back(c.path), addFolderFiles(c.path, &inputs);
         for (const auto& [option, path] : {std::pair<std::string, std::string>{"--json", rig.json}, {"--plot", rig.picture}})
             if (!path.empty() && path != "-") outputs.push_back({option, path});
     }

@@ -127,23 +127,9 @@ static int finish(const RunInfo& info, SessionResult run, StorageLock* lock, con
     else
         for (const std::string& w : rep.warnings) fprintf(stderr, "vandro: warning: %s\n", w.c_str());
     if (!picture.empty()) {
-        std::string jsonPath = jsonToStdout || json.empty() ? "" : json, scratch;
-        if (jsonPath.empty()) {
-            if (!scratchFile(".json", &scratch, &err) || !writeOutput(scratch, text, &err)) return fail(err);
-            jsonPath = scratch;
-        }
-        std::string why;
-        writeThrough(picture, [&](const std::string& path, std::string* reason) {
-            *reason = drawPicture(jsonPath, path);
-            return reason->empty();
-        }, &why);
-        if (!scratch.empty()) abandonOutput(scratch);
-        if (why.empty()) {
-            printf("Plot: %s\n", picture.c_str());
-        } else {
-            fprintf(stderr, "vandro: the picture could not be drawn: %s\n", why.c_str());
-            status = kExitNoPicture;
-        }
+        const int drawn = drawReportPicture(text, jsonToStdout ? "" : json, picture, stdout);
+        if (drawn == kExitUsage) return drawn;
+        if (drawn != 0) status = drawn;
     }
     return status;
 }

@@ -3,6 +3,9 @@
 
 #include <filesystem>
 
+#include "tools/command.h"
+#include "tools/output_file.h"
+#include "tools/report.h"
 #include "tools/spawn.h"
 
 static std::string programDir() {
@@ -30,4 +33,24 @@ std::string drawPicture(const std::string& jsonPath, const std::string& pictureP
     const size_t lastLine = text.rfind('\n');
     if (lastLine != std::string::npos) text = text.substr(lastLine + 1);
     return text.empty() ? "the plot script failed (status " + std::to_string(rc) + ")" : text;
+}
+
+int drawReportPicture(const std::string& jsonText, const std::string& jsonPath, const std::string& picture, FILE* out) {
+    std::string from = jsonPath, scratch, err;
+    if (from.empty()) {
+        if (!scratchFile(".json", &scratch, &err) || !writeOutput(scratch, jsonText, &err)) return fail(err);
+        from = scratch;
+    }
+    std::string why;
+    writeThrough(picture, [&](const std::string& path, std::string* reason) {
+        *reason = drawPicture(from, path);
+        return reason->empty();
+    }, &why);
+    if (!scratch.empty()) abandonOutput(scratch);
+    if (!why.empty()) {
+        fprintf(stderr, "vandro: the picture could not be drawn: %s\n", why.c_str());
+        return kExitNoPicture;
+    }
+    fprintf(out, "Plot: %s\n", picture.c_str());
+    return 0;
 }

@@ -503,23 +503,9 @@ static int writeReport(const RigOptions& options, const RigSummary& s) {
         return fail(err);
     }
     if (options.picture.empty()) return -1;
-    std::string jsonPath = options.json.empty() || options.json == "-" ? "" : options.json, scratch;
-    if (jsonPath.empty()) {
-        if (!scratchFile(".json", &scratch, &err) || !writeOutput(scratch, text, &err)) return fail(err);
-        jsonPath = scratch;
-    }
-    std::string why;
-    writeThrough(options.picture, [&](const std::string& path, std::string* reason) {
-        *reason = drawPicture(jsonPath, path);
-        return reason->empty();
-    }, &why);
-    if (!scratch.empty()) abandonOutput(scratch);
-    if (!why.empty()) {
-        fprintf(stderr, "vandro: the picture could not be drawn: %s\n", why.c_str());
-        return kExitNoPicture;
-    }
-    fprintf(options.json == "-" ? stderr : stdout, "Plot: %s\n", options.picture.c_str());
-    return -1;
+    const int drawn = drawReportPicture(text, options.json == "-" ? "" : options.json, options.picture,
+                                        options.json == "-" ? stderr : stdout);
+    return drawn == 0 ? -1 : drawn;
 }
 
 int runRig(const RigOptions& options) {

@@ -58,15 +58,13 @@ static double windowEnergy() { return 3.0 * kPeriod / 8; }  // the sum of a peri
 
 // |X_k|^2 of one input, averaged over the whole periods from frame start on.
 static std::vector<double> powerSpectrum(const std::vector<int16_t>& s, int channel, long start, int periods) {
-    std::vector<double> power(kHalf, 0.0), in(kPeriod);
+    std::vector<double> power(kHalf, 0.0), in(kPeriod), window(kPeriod);
+    for (long n = 0; n < kPeriod; n++) window[n] = 0.5 - 0.5 * cos(2 * M_PI * n / kPeriod);
     std::vector<kiss_fft_cpx> out(kHalf);
     kiss_fftr_cfg cfg = kiss_fftr_alloc(static_cast<int>(kPeriod), 0, nullptr, nullptr);
     if (cfg == nullptr) throw std::bad_alloc();
     for (int p = 0; p < periods; p++) {
-        for (long n = 0; n < kPeriod; n++) {
-            const double w = 0.5 - 0.5 * cos(2 * M_PI * n / kPeriod);
-            in[n] = w * s[2 * (start + p * kPeriod + n) + channel] / kFullScale;
-        }
+        for (long n = 0; n < kPeriod; n++) in[n] = window[n] * s[2 * (start + p * kPeriod + n) + channel] / kFullScale;
         kiss_fftr(cfg, in.data(), out.data());
         for (long k = 0; k < kHalf; k++) power[k] += (out[k].r * out[k].r + out[k].i * out[k].i) / periods;
     }
